@@ -1,0 +1,47 @@
+#pragma once
+// Subcommands of the `tavrel` executable. Each lives in its own file and
+// registers itself with TAVREL_COMMAND; main() only dispatches.
+
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tavrel::cli {
+
+// What a subcommand gets: its arguments (without the program and command
+// names) and the three standard streams, so tests can run it in memory.
+struct Io {
+  std::istream& in;
+  std::ostream& out;
+  std::ostream& err;
+};
+
+using CommandFn = int (*)(std::span<const std::string> args, Io io);
+
+struct Command {
+  std::string_view name;     // first word on the command line
+  std::string_view summary;  // one line for `tavrel --help`
+  CommandFn run;             // returns the exit status
+};
+
+// All registered commands, sorted by name.
+std::vector<Command> commands();
+
+// Runs a whole command line (argv without the program name).
+int runCommandLine(std::span<const std::string> args, Io io);
+
+struct Registrar {
+  explicit Registrar(Command command);
+};
+
+}  // namespace tavrel::cli
+
+#define TAVREL_CLI_CONCAT2(a, b) a##b
+#define TAVREL_CLI_CONCAT(a, b) TAVREL_CLI_CONCAT2(a, b)
+#define TAVREL_COMMAND(name, summary, fn)                                 \
+  static const ::tavrel::cli::Registrar TAVREL_CLI_CONCAT(tavrelCommand_, \
+                                                          __LINE__) {     \
+    ::tavrel::cli::Command { name, summary, fn }                          \
+  }

@@ -1,0 +1,18 @@
+# Compiler settings that belong to our own targets only: every module, test,
+# tool and benchmark links tavrel_options privately. Nothing global.
+add_library(tavrel_options INTERFACE)
+target_compile_options(tavrel_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow
+  -Wnon-virtual-dtor -Wcast-align -Woverloaded-virtual -Wimplicit-fallthrough)
+if(TAVREL_WERROR)
+  target_compile_options(tavrel_options INTERFACE -Werror)
+endif()
+if(TAVREL_SANITIZE)
+  target_compile_options(tavrel_options INTERFACE -fsanitize=address,undefined
+    -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_link_options(tavrel_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(TAVREL_FUZZ)
+  target_compile_options(tavrel_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined
+    -fno-omit-frame-pointer)
+  target_link_options(tavrel_options INTERFACE -fsanitize=address,undefined)
+endif()
