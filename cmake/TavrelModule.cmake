@@ -1,4 +1,5 @@
-# tavrel_module(NAME DEPS <public deps...> PRIVATE <private deps...>)
+# tavrel_module(NAME DEPS <public deps...> PRIVATE <private deps...>
+#               TEST_DEPS <libraries for the test binary only...>)
 #
 # One static library per module: sources from src/<name>/, public headers from
 # include/tavrel/<name>/, tests from tests/<name>/ as one GoogleTest binary.

@@ -1,0 +1,246 @@
+#include "tavrel/http/http_transport.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "http/curl_error_mapping.h"
+#include "support/test_http_server.h"
+
+namespace tavrel {
+namespace {
+
+using test::Reply;
+using test::TestHttpServer;
+using namespace std::chrono_literals;
+
+constexpr auto kWait = 20s;
+
+// Sends one request and waits for its outcome.
+HttpResult fetch(HttpTransport& transport, HttpRequest request) {
+  std::promise<HttpResult> promise;
+  auto future = promise.get_future();
+  transport.send(std::move(request), [&](HttpResult r) { promise.set_value(std::move(r)); });
+  EXPECT_EQ(future.wait_for(kWait), std::future_status::ready);
+  return future.get();
+}
+
+HttpRequest get(std::string url) {
+  HttpRequest r;
+  r.url = std::move(url);
+  return r;
+}
+
+URLError::Code errorOf(const HttpResult& r) {
+  if (auto* e = std::get_if<URLError>(&r)) return e->code();
+  ADD_FAILURE() << "expected a URLError, got status " << std::get<HttpResponse>(r).statusCode;
+  return URLError::Code::unknown;
+}
+
+TEST(HttpTransport, SendsMethodHeadersAndBodyAndReturnsTheAnswer) {
+  TestHttpServer server;
+  server.enqueue(Reply{.status = 201, .headers = {{"X-Reply", "yes"}}, .body = "created"});
+  HttpTransport transport;
+
+  HttpRequest request;
+  request.method = Method::patch;
+  request.url = server.url("/items/7?x=1");
+  request.headers = {{"X-One", "1"}, {"Content-Type", "application/json"}};
+  request.body = R"({"a":1})";
+  auto result = fetch(transport, request);
+
+  ASSERT_TRUE(std::holds_alternative<HttpResponse>(result)) << std::get<URLError>(result).what();
+  const auto& response = std::get<HttpResponse>(result);
+  EXPECT_EQ(response.statusCode, 201);
+  EXPECT_EQ(response.data, "created");
+  EXPECT_EQ(response.header("x-reply"), "yes");
+  EXPECT_EQ(response.url, server.url("/items/7?x=1"));
+
+  auto seen = server.requests().at(0);
+  EXPECT_EQ(seen.method, "PATCH");
+  EXPECT_EQ(seen.path, "/items/7");
+  EXPECT_EQ(seen.query, "x=1");
+  EXPECT_EQ(seen.header("X-One"), "1");
+  EXPECT_EQ(seen.header("Content-Type"), "application/json");
+  EXPECT_EQ(seen.header("Expect"), std::nullopt);
+  EXPECT_EQ(seen.body, R"({"a":1})");
+
+  // An error status is an answer, not a failure; POST with no body sends Content-Length 0.
+  server.enqueue(Reply::text(500, "oops"));
+  request.method = Method::post;
+  request.body.clear();
+  result = fetch(transport, request);
+  ASSERT_TRUE(std::holds_alternative<HttpResponse>(result));
+  EXPECT_EQ(std::get<HttpResponse>(result).statusCode, 500);
+  EXPECT_EQ(server.requests().at(1).header("Content-Length"), "0");
+}
+
+TEST(HttpTransport, ReusesOneConnectionForSequentialRequests) {
+  TestHttpServer server;
+  HttpTransport transport;
+  for (int i = 0; i < 3; ++i) {
+    auto r = fetch(transport, get(server.url("/ping")));
+    ASSERT_TRUE(std::holds_alternative<HttpResponse>(r));
+  }
+  EXPECT_EQ(server.requests().size(), 3u);
+  EXPECT_EQ(server.connectionCount(), 1u);
+}
+
+TEST(HttpTransport, MapsLoopbackFailuresToURLErrors) {
+  TransportOptions options;
+  options.requestTimeout = 300ms;
+  options.maxResponseBytes = 1024 * 1024;
+  HttpTransport transport(options);
+
+  {
+    // A port nobody listens on: take one from a server that is gone.
+    std::string url;
+    {
+      TestHttpServer gone;
+      url = gone.url("/");
+    }
+    EXPECT_EQ(errorOf(fetch(transport, get(url))), URLError::Code::cannotConnectToHost);
+  }
+
+  TestHttpServer server;
+  server.enqueue(Reply::never());
+  EXPECT_EQ(errorOf(fetch(transport, get(server.url("/slow")))), URLError::Code::timedOut);
+
+  server.enqueue(Reply::close());
+  EXPECT_EQ(errorOf(fetch(transport, get(server.url("/drop")))),
+            URLError::Code::networkConnectionLost);
+
+  server.enqueue(Reply::truncated("half", 100));
+  EXPECT_EQ(errorOf(fetch(transport, get(server.url("/cut")))),
+            URLError::Code::networkConnectionLost);
+
+  server.enqueue(Reply::huge(2 * 1024 * 1024));
+  auto tooBig = fetch(transport, get(server.url("/huge")));
+  EXPECT_EQ(errorOf(tooBig), URLError::Code::dataLengthExceedsMaximum);
+
+  EXPECT_EQ(errorOf(fetch(transport, get("ftp://127.0.0.1/x"))), URLError::Code::unsupportedURL);
+  EXPECT_EQ(errorOf(fetch(transport, get("http://[::1"))), URLError::Code::badURL);
+  EXPECT_EQ(errorOf(fetch(transport, get(""))), URLError::Code::badURL);
+
+  // The transport still works after all of that.
+  auto ok = fetch(transport, get(server.url("/after")));
+  EXPECT_TRUE(std::holds_alternative<HttpResponse>(ok));
+}
+
+TEST(HttpTransport, BodyUpToTheCapArrivesWhole) {
+  TestHttpServer server;
+  TransportOptions options;
+  options.maxResponseBytes = 3 * 1024 * 1024;
+  HttpTransport transport(options);
+  server.enqueue(Reply::huge(options.maxResponseBytes));
+  auto r = fetch(transport, get(server.url("/big")));
+  ASSERT_TRUE(std::holds_alternative<HttpResponse>(r));
+  EXPECT_EQ(std::get<HttpResponse>(r).data.size(), options.maxResponseBytes);
+}
+
+TEST(HttpTransport, CancelFromAnotherThreadCompletesOnceWithCancelled) {
+  TestHttpServer server;
+  HttpTransport transport;
+  server.enqueue(Reply::never());
+
+  std::promise<HttpResult> promise;
+  std::atomic<int> calls{0};
+  auto handle = transport.send(get(server.url("/wait")), [&](HttpResult r) {
+    if (calls++ == 0) promise.set_value(std::move(r));
+  });
+  ASSERT_TRUE(server.waitForRequests(1));
+  std::thread([handle] { handle.cancel(); }).join();
+  auto future = promise.get_future();
+  ASSERT_EQ(future.wait_for(kWait), std::future_status::ready);
+  EXPECT_EQ(errorOf(future.get()), URLError::Code::cancelled);
+
+  handle.cancel();  // after completion: nothing happens
+  RequestHandle().cancel();
+  auto after = fetch(transport, get(server.url("/next")));
+  EXPECT_TRUE(std::holds_alternative<HttpResponse>(after));
+  EXPECT_EQ(calls.load(), 1);
+}
+
+TEST(HttpTransport, DestructionCancelsWhatIsInFlight) {
+  TestHttpServer server;
+  server.setHandler([](const test::RecordedRequest&) { return Reply::never(); });
+  std::promise<HttpResult> promise;
+  {
+    HttpTransport transport;
+    transport.send(get(server.url("/forever")),
+                   [&](HttpResult r) { promise.set_value(std::move(r)); });
+    ASSERT_TRUE(server.waitForRequests(1));
+  }
+  auto future = promise.get_future();
+  ASSERT_EQ(future.wait_for(0s), std::future_status::ready);
+  EXPECT_EQ(errorOf(future.get()), URLError::Code::cancelled);
+}
+
+TEST(HttpTransport, ManyRequestsInFlightAllComplete) {
+  TestHttpServer server;
+  server.setHandler([](const test::RecordedRequest& r) { return Reply::text(200, r.path); });
+  HttpTransport transport;
+  constexpr int kCount = 200;
+  std::mutex mutex;
+  std::condition_variable done;
+  int finished = 0;
+  int matched = 0;
+  for (int i = 0; i < kCount; ++i) {
+    std::string path = "/n/" + std::to_string(i);
+    transport.send(get(server.url(path)), [&, path](HttpResult r) {
+      std::lock_guard lock(mutex);
+      auto* response = std::get_if<HttpResponse>(&r);
+      if (response && response->data == path) ++matched;
+      ++finished;
+      done.notify_all();
+    });
+  }
+  std::unique_lock lock(mutex);
+  ASSERT_TRUE(done.wait_for(lock, kWait, [&] { return finished == kCount; }));
+  EXPECT_EQ(matched, kCount);
+  EXPECT_LE(server.connectionCount(), static_cast<std::size_t>(transport.options().maxConnectionsPerHost));
+}
+
+TEST(URLError, CarriesCodeNumberAndCategory) {
+  URLError e(URLError::Code::timedOut, "after 1 s");
+  EXPECT_EQ(e.rawValue(), -1001);
+  EXPECT_STREQ(e.what(), "timedOut (-1001): after 1 s");
+  std::error_code ec = URLError::Code::notConnectedToInternet;
+  EXPECT_EQ(ec.value(), -1009);
+  EXPECT_STREQ(ec.category().name(), "NSURLErrorDomain");
+  EXPECT_EQ(ec.message(), "notConnectedToInternet");
+  EXPECT_EQ(e.errorCode(), URLError::Code::timedOut);
+}
+
+TEST(URLError, CurlResultsMapToCodes) {
+  using C = URLError::Code;
+  struct Row {
+    CURLcode code;
+    long osErrno;
+    bool tooLarge;
+    C expected;
+  };
+  const Row rows[] = {
+      {CURLE_COULDNT_CONNECT, ECONNREFUSED, false, C::cannotConnectToHost},
+      {CURLE_COULDNT_CONNECT, ENETUNREACH, false, C::notConnectedToInternet},
+      {CURLE_COULDNT_RESOLVE_HOST, 0, false, C::cannotFindHost},
+      {CURLE_OPERATION_TIMEDOUT, 0, false, C::timedOut},
+      {CURLE_SSL_CONNECT_ERROR, 0, false, C::secureConnectionFailed},
+      {CURLE_PEER_FAILED_VERIFICATION, 0, false, C::serverCertificateUntrusted},
+      {CURLE_WEIRD_SERVER_REPLY, 0, false, C::badServerResponse},
+      {CURLE_FILESIZE_EXCEEDED, 0, false, C::dataLengthExceedsMaximum},
+      {CURLE_WRITE_ERROR, 0, true, C::dataLengthExceedsMaximum},
+      {CURLE_WRITE_ERROR, 0, false, C::unknown},
+      {CURLE_GOT_NOTHING, 0, false, C::networkConnectionLost},
+      {CURLE_TOO_MANY_REDIRECTS, 0, false, C::httpTooManyRedirects},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(detail::urlErrorCode(row.code, row.osErrno, row.tooLarge), row.expected)
+        << curl_easy_strerror(row.code);
+  }
+}
+
+}  // namespace
+}  // namespace tavrel
