@@ -1,0 +1,113 @@
+#pragma once
+// JsonValue: the untyped JSON tree, and Model: the root of the record family
+// that can stand inside one.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+namespace tavrel {
+
+class JsonNode;
+class JsonWriter;
+
+// Root class of the records the service sends (Person, Admin, Message). It has
+// no state; a bare Model encodes as the empty object {}.
+class Model {
+ public:
+  Model() = default;
+  // Decode constructor: reads nothing and never fails.
+  explicit Model(const JsonNode& from);
+  virtual ~Model() = default;
+
+  // Writes the record as a JSON object; the base class writes {}.
+  virtual void encode(JsonWriter& writer) const;
+
+ protected:
+  Model(const Model&) = default;
+  Model(Model&&) = default;
+  Model& operator=(const Model&) = default;
+  Model& operator=(Model&&) = default;
+};
+
+// The untyped JSON tree: a tagged value with eight cases, in this order.
+// Decoding it never fails on well-formed JSON.
+class JsonValue {
+ public:
+  // Map values are optional: an absent value (only `append` makes one) and
+  // `empty` differ in memory and both encode as null.
+  using Object = std::unordered_map<std::string, std::optional<JsonValue>>;
+  using Array = std::vector<JsonValue>;
+  using ModelRef = std::shared_ptr<Model>;
+  struct Empty {
+    friend bool operator==(Empty, Empty) { return true; }
+  };
+
+  // The cases; the trailing underscore avoids the C++ keywords.
+  enum class Kind { string, int_, double_, bool_, object, array, model, empty };
+
+  // Payloads in case order; `Kind` indexes this variant.
+  using Storage = std::variant<std::string, std::int64_t, double, bool, Object,
+                               Array, ModelRef, Empty>;
+
+  JsonValue() noexcept : storage_(Empty{}) {}  // the `empty` case
+  JsonValue(std::string text) noexcept : storage_(std::move(text)) {}
+  JsonValue(std::string_view text) : storage_(std::string(text)) {}
+  JsonValue(const char* text) : storage_(std::string(text)) {}
+  JsonValue(bool flag) noexcept : storage_(flag) {}
+  JsonValue(double number) noexcept : storage_(number) {}
+  template <class I>
+    requires(std::is_integral_v<I> && !std::is_same_v<I, bool>)
+  JsonValue(I number) noexcept : storage_(static_cast<std::int64_t>(number)) {}
+  JsonValue(Object members) noexcept : storage_(std::move(members)) {}
+  JsonValue(Array elements) noexcept : storage_(std::move(elements)) {}
+  JsonValue(ModelRef model) noexcept : storage_(std::move(model)) {}
+
+  // Which case this value is.
+  Kind kind() const noexcept { return static_cast<Kind>(storage_.index()); }
+  bool isEmpty() const noexcept { return kind() == Kind::empty; }
+  // The payload of case T (one of Storage's types), or nullptr for another case.
+  template <class T>
+  const T* getIf() const noexcept { return std::get_if<T>(&storage_); }
+  template <class T>
+  T* getIf() noexcept { return std::get_if<T>(&storage_); }
+  const Storage& storage() const noexcept { return storage_; }
+
+  // The element at `index` of an array; absent out of range or for another case.
+  std::optional<JsonValue> getItemFromArray(std::int64_t index) const;
+  // On an object: asStringValue() of the value under `key`; absent for a
+  // missing key, an absent value, or another case.
+  std::optional<std::string> getString(std::string_view key) const;
+  // The value as text: strings as themselves, numbers and booleans in their
+  // text form, objects as JSON text, empty as ""; absent for arrays and models.
+  std::optional<std::string> asStringValue() const;
+  // The value as JSON text; absent if it cannot be encoded.
+  std::optional<std::string> asString() const;
+  // On an object: sets `key` to `value`, replacing an entry; otherwise no-op.
+  void append(std::string key, std::optional<JsonValue> value);
+
+  // Total decoding by the order of attempts; never throws DecodingError.
+  static JsonValue decode(const JsonNode& node);
+  // Writes the value; an absent map value is written as null.
+  void encode(JsonWriter& writer) const;
+
+  // Structural equality; two models are equal when they are the same object or
+  // encode to the same text.
+  friend bool operator==(const JsonValue& a, const JsonValue& b);
+
+ private:
+  Storage storage_;
+};
+
+// The default text form of a 64-bit float: the shortest text that reads back
+// as the same number, always with a fraction or an exponent (2.0, 1e+300).
+// Non-finite values give "nan", "inf", "-inf".
+std::string formatDouble(double value);
+
+}  // namespace tavrel

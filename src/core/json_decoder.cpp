@@ -1,0 +1,392 @@
+#include "tavrel/core/json_decoder.h"
+
+#include <cmath>
+#include <memory>
+#include <utility>
+
+#include "core/json_internal.h"
+
+namespace tavrel {
+
+using detail::fromRaw;
+using detail::JsonContext;
+using detail::RawElement;
+using detail::ReadStatus;
+using detail::toRaw;
+namespace dom = simdjson::dom;
+
+// --- DecodingError -----------------------------------------------------------
+
+std::string_view toString(DecodingError::Kind kind) noexcept {
+  switch (kind) {
+    case DecodingError::Kind::keyNotFound: return "keyNotFound";
+    case DecodingError::Kind::valueNotFound: return "valueNotFound";
+    case DecodingError::Kind::typeMismatch: return "typeMismatch";
+    case DecodingError::Kind::dataCorrupted: return "dataCorrupted";
+  }
+  return "unknown";
+}
+
+DecodingError::DecodingError(Kind kind, std::string path, std::string detail)
+    : kind_(kind), path_(std::move(path)), detail_(std::move(detail)) {
+  message_.append(toString(kind_));
+  message_.append(" at ");
+  message_.append(path_.empty() ? std::string_view("the top level") : std::string_view(path_));
+  message_.append(": ");
+  message_.append(detail_);
+}
+
+// --- path table --------------------------------------------------------------
+
+namespace detail {
+
+std::uint32_t JsonContext::addKey(std::uint32_t parent, std::string_view key) {
+  segments_.push_back({parent, static_cast<std::uint32_t>(keys_.size()),
+                       static_cast<std::uint32_t>(key.size()), kNoIndex});
+  keys_.append(key);
+  return static_cast<std::uint32_t>(segments_.size() - 1);
+}
+
+std::uint32_t JsonContext::addIndex(std::uint32_t parent, std::uint32_t index) {
+  segments_.push_back({parent, 0, 0, index});
+  return static_cast<std::uint32_t>(segments_.size() - 1);
+}
+
+std::string JsonContext::path(std::uint32_t segment) const {
+  std::vector<std::uint32_t> chain;
+  for (std::uint32_t s = segment; s != 0; s = segments_[s].parent) chain.push_back(s);
+  std::string out;
+  for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
+    const Segment& seg = segments_[*it];
+    if (seg.index != kNoIndex) {
+      out += '[';
+      out += std::to_string(seg.index);
+      out += ']';
+    } else {
+      if (!out.empty()) out += '.';
+      out.append(keys_, seg.keyOffset, seg.keyLength);
+    }
+  }
+  return out;
+}
+
+std::string JsonContext::pathWithKey(std::uint32_t segment, std::string_view key) const {
+  std::string out = path(segment);
+  if (!out.empty()) out += '.';
+  out.append(key);
+  return out;
+}
+
+std::string_view typeName(JsonNode::Type type) noexcept {
+  switch (type) {
+    case JsonNode::Type::null: return "null";
+    case JsonNode::Type::boolean: return "a boolean";
+    case JsonNode::Type::integer: return "an integer";
+    case JsonNode::Type::number: return "a number";
+    case JsonNode::Type::string: return "a string";
+    case JsonNode::Type::array: return "an array";
+    case JsonNode::Type::object: return "an object";
+  }
+  return "unknown";
+}
+
+namespace {
+// What a node holds, for error texts: the number itself where there is one.
+std::string describe(const JsonNode& node) {
+  double d = 0;
+  if (node.type() == JsonNode::Type::number || node.type() == JsonNode::Type::integer) {
+    if (node.read(d) == ReadStatus::ok) return "the number " + formatDouble(d);
+  }
+  return std::string(typeName(node.type()));
+}
+}  // namespace
+
+void failRead(const JsonNode& node, ReadStatus status, std::string_view wanted) {
+  if (status == ReadStatus::null) {
+    node.fail(DecodingError::Kind::valueNotFound,
+              "expected " + std::string(wanted) + ", found null");
+  }
+  node.fail(DecodingError::Kind::typeMismatch,
+            "expected " + std::string(wanted) + ", found " + describe(node));
+}
+
+void failRange(const JsonNode& node, std::int64_t value) {
+  node.fail(DecodingError::Kind::dataCorrupted,
+            "the number " + std::to_string(value) + " does not fit the integer type");
+}
+
+// --- parsing -------------------------------------------------------------------
+
+namespace {
+
+// Parsers are reused per thread; a stack, since a record decoder may decode
+// another text while its own document is open.
+constexpr std::size_t kMaxKeptCapacity = std::size_t{64} << 20;
+
+struct ParserPool {
+  std::vector<std::unique_ptr<dom::parser>> idle;
+
+  std::unique_ptr<dom::parser> take() {
+    if (idle.empty()) return std::make_unique<dom::parser>();
+    auto parser = std::move(idle.back());
+    idle.pop_back();
+    return parser;
+  }
+  void give(std::unique_ptr<dom::parser> parser) {
+    // A parser that grew for a huge document is not worth keeping.
+    if (parser->capacity() <= kMaxKeptCapacity) idle.push_back(std::move(parser));
+  }
+};
+
+thread_local ParserPool pool;
+
+class PooledParser {
+ public:
+  PooledParser() : parser_(pool.take()) {}
+  ~PooledParser() {
+    try {
+      pool.give(std::move(parser_));
+    } catch (...) {  // out of memory: drop the parser
+    }
+  }
+  PooledParser(const PooledParser&) = delete;
+  PooledParser& operator=(const PooledParser&) = delete;
+  dom::parser& operator*() { return *parser_; }
+
+ private:
+  std::unique_ptr<dom::parser> parser_;
+};
+
+}  // namespace
+
+std::optional<DecodingError> visitJson(std::string_view bytes, RootVisitor visit,
+                                       void* state) noexcept {
+  try {
+    PooledParser parser;
+    dom::element root;
+    if (auto error = (*parser).parse(bytes.data(), bytes.size()).get(root)) {
+      return DecodingError(DecodingError::Kind::dataCorrupted, "",
+                           std::string("the data is not valid JSON: ") +
+                               simdjson::error_message(error));
+    }
+    JsonContext context;
+    visit(state, context.root(root));
+    return std::nullopt;
+  } catch (DecodingError& error) {
+    return std::move(error);
+  } catch (const std::exception& error) {
+    return DecodingError(DecodingError::Kind::dataCorrupted, "", error.what());
+  } catch (...) {
+    return DecodingError(DecodingError::Kind::dataCorrupted, "", "unknown failure");
+  }
+}
+
+}  // namespace detail
+
+// --- JsonNode --------------------------------------------------------------------
+
+JsonNode::Type JsonNode::type() const noexcept {
+  switch (fromRaw<dom::element>(element_).type()) {
+    case dom::element_type::ARRAY: return Type::array;
+    case dom::element_type::OBJECT: return Type::object;
+    case dom::element_type::INT64:
+    case dom::element_type::UINT64: return Type::integer;
+    case dom::element_type::DOUBLE: return Type::number;
+    case dom::element_type::STRING: return Type::string;
+    case dom::element_type::BOOL: return Type::boolean;
+    case dom::element_type::NULL_VALUE: return Type::null;
+  }
+  return Type::null;
+}
+
+std::string JsonNode::path() const { return context_->path(segment_); }
+
+void JsonNode::fail(DecodingError::Kind kind, std::string detail) const {
+  throw DecodingError(kind, path(), std::move(detail));
+}
+
+ReadStatus JsonNode::read(std::string& out) const noexcept {
+  dom::element e = fromRaw<dom::element>(element_);
+  std::string_view text;
+  if (e.get(text) == simdjson::SUCCESS) {
+    out.assign(text);
+    return ReadStatus::ok;
+  }
+  return e.is_null() ? ReadStatus::null : ReadStatus::mismatch;
+}
+
+ReadStatus JsonNode::read(std::int64_t& out) const noexcept {
+  dom::element e = fromRaw<dom::element>(element_);
+  switch (e.type()) {
+    case dom::element_type::INT64:
+      out = e.get_int64().value_unsafe();
+      return ReadStatus::ok;
+    case dom::element_type::DOUBLE: {
+      // A number with no fraction that fits reads as an integer (1.0, 1e3).
+      double d = e.get_double().value_unsafe();
+      if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
+        out = static_cast<std::int64_t>(d);
+        return ReadStatus::ok;
+      }
+      return ReadStatus::mismatch;
+    }
+    case dom::element_type::NULL_VALUE: return ReadStatus::null;
+    default: return ReadStatus::mismatch;
+  }
+}
+
+ReadStatus JsonNode::read(double& out) const noexcept {
+  dom::element e = fromRaw<dom::element>(element_);
+  switch (e.type()) {
+    case dom::element_type::INT64:
+      out = static_cast<double>(e.get_int64().value_unsafe());
+      return ReadStatus::ok;
+    case dom::element_type::UINT64:
+      out = static_cast<double>(e.get_uint64().value_unsafe());
+      return ReadStatus::ok;
+    case dom::element_type::DOUBLE:
+      out = e.get_double().value_unsafe();
+      return ReadStatus::ok;
+    case dom::element_type::NULL_VALUE: return ReadStatus::null;
+    default: return ReadStatus::mismatch;
+  }
+}
+
+ReadStatus JsonNode::read(bool& out) const noexcept {
+  dom::element e = fromRaw<dom::element>(element_);
+  if (e.get(out) == simdjson::SUCCESS) return ReadStatus::ok;
+  return e.is_null() ? ReadStatus::null : ReadStatus::mismatch;
+}
+
+JsonObjectView JsonNode::object() const {
+  Type t = type();
+  if (t != Type::object) detail::failRead(*this, t == Type::null ? ReadStatus::null : ReadStatus::mismatch, "an object");
+  return JsonObjectView(*this);
+}
+
+JsonArrayView JsonNode::array() const {
+  Type t = type();
+  if (t != Type::array) detail::failRead(*this, t == Type::null ? ReadStatus::null : ReadStatus::mismatch, "an array");
+  return JsonArrayView(*this);
+}
+
+// --- JsonObjectView -----------------------------------------------------------------
+
+namespace {
+dom::object objectOf(const RawElement& raw) {
+  // Only made from nodes checked to be objects.
+  return fromRaw<dom::element>(raw).get_object().value_unsafe();
+}
+dom::array arrayOf(const RawElement& raw) {
+  return fromRaw<dom::element>(raw).get_array().value_unsafe();
+}
+}  // namespace
+
+bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcept {
+  dom::element e;
+  if (objectOf(node_.element_).at_key(key).get(e) != simdjson::SUCCESS) return false;
+  out = toRaw(e);
+  return true;
+}
+
+bool JsonObjectView::contains(std::string_view key) const noexcept {
+  RawElement unused;
+  return lookup(key, unused);
+}
+
+JsonNode JsonObjectView::child(RawElement element, std::string_view key) const {
+  std::uint32_t segment = node_.context_->addKey(node_.segment_, key);
+  return JsonNode(element, node_.context_, segment);
+}
+
+std::optional<JsonNode> JsonObjectView::find(std::string_view key) const {
+  RawElement element;
+  if (!lookup(key, element)) return std::nullopt;
+  return child(element, key);
+}
+
+JsonNode JsonObjectView::at(std::string_view key) const {
+  RawElement element;
+  if (!lookup(key, element)) {
+    failAt(key, DecodingError::Kind::keyNotFound, "no value for key \"" + std::string(key) + "\"");
+  }
+  return child(element, key);
+}
+
+void JsonObjectView::failAt(std::string_view key, DecodingError::Kind kind,
+                            std::string detail) const {
+  throw DecodingError(kind, node_.context_->pathWithKey(node_.segment_, key), std::move(detail));
+}
+
+std::size_t JsonObjectView::size() const noexcept {
+  dom::object o = objectOf(node_.element_);
+  std::size_t n = o.size();
+  if (n < 0xFFFFFF) return n;
+  n = 0;  // the stored count saturates: count by hand
+  for (auto it = o.begin(); it != o.end(); ++it) ++n;
+  return n;
+}
+
+JsonObjectView JsonObjectView::nestedObject(std::string_view key) const {
+  return at(key).object();
+}
+
+JsonArrayView JsonObjectView::nestedArray(std::string_view key) const {
+  return at(key).array();
+}
+
+JsonObjectView::Iterator JsonObjectView::begin() const noexcept {
+  return Iterator(toRaw(objectOf(node_.element_).begin()), node_);
+}
+
+JsonObjectView::Iterator JsonObjectView::end() const noexcept {
+  return Iterator(toRaw(objectOf(node_.element_).end()), node_);
+}
+
+JsonObjectView::Member JsonObjectView::Iterator::operator*() const {
+  auto it = fromRaw<dom::object::iterator>(raw_);
+  std::string_view key = it.key();
+  return Member{key, JsonObjectView(parent_).child(toRaw(it.value()), key)};
+}
+
+JsonObjectView::Iterator& JsonObjectView::Iterator::operator++() noexcept {
+  auto it = fromRaw<dom::object::iterator>(raw_);
+  ++it;
+  raw_ = toRaw(it);
+  return *this;
+}
+
+// --- JsonArrayView ------------------------------------------------------------------
+
+std::size_t JsonArrayView::size() const noexcept {
+  dom::array a = arrayOf(node_.element_);
+  std::size_t n = a.size();
+  if (n < 0xFFFFFF) return n;
+  n = 0;
+  for (auto it = a.begin(); it != a.end(); ++it) ++n;
+  return n;
+}
+
+JsonArrayView::Iterator JsonArrayView::begin() const noexcept {
+  return Iterator(toRaw(arrayOf(node_.element_).begin()), node_);
+}
+
+JsonArrayView::Iterator JsonArrayView::end() const noexcept {
+  return Iterator(toRaw(arrayOf(node_.element_).end()), node_);
+}
+
+JsonNode JsonArrayView::Iterator::operator*() const {
+  auto it = fromRaw<dom::array::iterator>(raw_);
+  JsonContext* context = parent_.context_;
+  return context->node(*it, context->addIndex(parent_.segment_, position_));
+}
+
+JsonArrayView::Iterator& JsonArrayView::Iterator::operator++() noexcept {
+  auto it = fromRaw<dom::array::iterator>(raw_);
+  ++it;
+  raw_ = toRaw(it);
+  ++position_;
+  return *this;
+}
+
+}  // namespace tavrel

@@ -1,0 +1,160 @@
+#include "tavrel/core/json_value.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "core/json_internal.h"
+#include "tavrel/core/json_writer.h"
+
+namespace tavrel {
+
+namespace dom = simdjson::dom;
+
+// --- Model ------------------------------------------------------------------------
+
+Model::Model(const JsonNode&) {}
+
+void Model::encode(JsonWriter& writer) const {
+  writer.beginObject();
+  writer.endObject();
+}
+
+// --- text forms ----------------------------------------------------------------------
+
+std::string formatDouble(double value) {
+  char buffer[64];
+  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  std::string out(buffer, ec == std::errc() ? end : buffer);
+  if (!std::isfinite(value)) return out;  // "inf", "-inf", "nan"
+  if (out.find_first_of(".e") == std::string::npos) out += ".0";
+  return out;
+}
+
+// --- decoding ----------------------------------------------------------------------------
+
+namespace detail {
+
+JsonValue makeJsonValue(dom::element element) {
+  switch (element.type()) {
+    case dom::element_type::STRING:
+      return JsonValue(std::string(element.get_string().value_unsafe()));
+    case dom::element_type::INT64:
+      return JsonValue(element.get_int64().value_unsafe());
+    case dom::element_type::UINT64:
+      // Beyond the 64-bit signed range: only a float can hold it.
+      return JsonValue(static_cast<double>(element.get_uint64().value_unsafe()));
+    case dom::element_type::DOUBLE: {
+      double d = element.get_double().value_unsafe();
+      if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
+        return JsonValue(static_cast<std::int64_t>(d));
+      }
+      return JsonValue(d);
+    }
+    case dom::element_type::BOOL:
+      return JsonValue(element.get_bool().value_unsafe());
+    case dom::element_type::OBJECT: {
+      dom::object object = element.get_object().value_unsafe();
+      JsonValue::Object members;
+      members.reserve(object.size());
+      for (dom::key_value_pair member : object) {
+        members.try_emplace(std::string(member.key), makeJsonValue(member.value));
+      }
+      return JsonValue(std::move(members));
+    }
+    case dom::element_type::ARRAY: {
+      dom::array array = element.get_array().value_unsafe();
+      JsonValue::Array elements;
+      elements.reserve(array.size());
+      for (dom::element e : array) elements.push_back(makeJsonValue(e));
+      return JsonValue(std::move(elements));
+    }
+    case dom::element_type::NULL_VALUE:
+      break;
+  }
+  return JsonValue();
+}
+
+}  // namespace detail
+
+JsonValue JsonValue::decode(const JsonNode& node) {
+  return detail::makeJsonValue(detail::fromRaw<dom::element>(node.element_));
+}
+
+// --- encoding ------------------------------------------------------------------------------
+
+void JsonValue::encode(JsonWriter& writer) const {
+  switch (kind()) {
+    case Kind::string: writer.value(*getIf<std::string>()); break;
+    case Kind::int_: writer.value(*getIf<std::int64_t>()); break;
+    case Kind::double_: writer.value(*getIf<double>()); break;
+    case Kind::bool_: writer.value(*getIf<bool>()); break;
+    case Kind::object:
+      writer.beginObject();
+      for (const auto& [key, value] : *getIf<Object>()) writer.field(key, value);
+      writer.endObject();
+      break;
+    case Kind::array:
+      writer.beginArray();
+      for (const JsonValue& element : *getIf<Array>()) element.encode(writer);
+      writer.endArray();
+      break;
+    case Kind::model: writer.write(*getIf<ModelRef>()); break;
+    case Kind::empty: writer.null(); break;
+  }
+}
+
+// --- accessors --------------------------------------------------------------------------------
+
+std::optional<JsonValue> JsonValue::getItemFromArray(std::int64_t index) const {
+  const Array* array = getIf<Array>();
+  if (!array || index < 0 || static_cast<std::uint64_t>(index) >= array->size()) return std::nullopt;
+  return (*array)[static_cast<std::size_t>(index)];
+}
+
+std::optional<std::string> JsonValue::getString(std::string_view key) const {
+  const Object* object = getIf<Object>();
+  if (!object) return std::nullopt;
+  auto it = object->find(std::string(key));
+  if (it == object->end() || !it->second) return std::nullopt;
+  return it->second->asStringValue();
+}
+
+std::optional<std::string> JsonValue::asStringValue() const {
+  switch (kind()) {
+    case Kind::string: return *getIf<std::string>();
+    case Kind::int_: return std::to_string(*getIf<std::int64_t>());
+    case Kind::double_: return formatDouble(*getIf<double>());
+    case Kind::bool_: return std::string(*getIf<bool>() ? "true" : "false");
+    case Kind::object: return asString();
+    case Kind::array:
+    case Kind::model: return std::nullopt;
+    case Kind::empty: return std::string();
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> JsonValue::asString() const {
+  EncodeResult result = encodeJson(*this);
+  if (!result) return std::nullopt;
+  return std::move(result).value();
+}
+
+void JsonValue::append(std::string key, std::optional<JsonValue> value) {
+  if (Object* object = getIf<Object>()) object->insert_or_assign(std::move(key), std::move(value));
+}
+
+bool operator==(const JsonValue& a, const JsonValue& b) {
+  if (a.kind() != b.kind()) return false;
+  if (a.kind() == JsonValue::Kind::model) {
+    const auto& x = *a.getIf<JsonValue::ModelRef>();
+    const auto& y = *b.getIf<JsonValue::ModelRef>();
+    if (x == y) return true;
+    if (!x || !y) return false;
+    EncodeResult ex = encodeJson(x);
+    EncodeResult ey = encodeJson(y);
+    return ex && ey && ex.value() == ey.value();
+  }
+  return a.storage_ == b.storage_;
+}
+
+}  // namespace tavrel
