@@ -19,11 +19,25 @@ void Model::encode(JsonWriter& writer) const {
   writer.endObject();
 }
 
+// --- JsonValue special members -------------------------------------------------------
+
+JsonValue::JsonValue(const JsonValue& other) = default;
+JsonValue::JsonValue(JsonValue&& other) noexcept = default;
+JsonValue& JsonValue::operator=(const JsonValue& other) = default;
+JsonValue& JsonValue::operator=(JsonValue&& other) noexcept = default;
+JsonValue::~JsonValue() = default;
+
 // --- text forms ----------------------------------------------------------------------
 
 std::string formatDouble(double value) {
+  // Plain digits for magnitudes in [1e-4, 2^53), an exponent outside, each in
+  // the shortest form that reads back.
   char buffer[64];
-  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+  double magnitude = std::fabs(value);
+  auto format = (magnitude == 0 || (magnitude >= 1e-4 && magnitude < 9007199254740992.0))
+                    ? std::chars_format::fixed
+                    : std::chars_format::scientific;
+  auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value, format);
   std::string out(buffer, ec == std::errc() ? end : buffer);
   if (!std::isfinite(value)) return out;  // "inf", "-inf", "nan"
   if (out.find_first_of(".e") == std::string::npos) out += ".0";

@@ -1,0 +1,245 @@
+#include "tavrel/core/json_decoder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tavrel {
+namespace {
+
+using Kind = DecodingError::Kind;
+
+struct Author {
+  std::string name;
+  std::optional<std::int64_t> id;
+  static Author decode(const JsonNode& node) {
+    auto keys = node.object();
+    return {keys.decode<std::string>("name"), keys.decodeLenient<std::int64_t>("id")};
+  }
+};
+
+struct Post {
+  std::string title;
+  int score = 0;
+  std::optional<std::vector<std::string>> tags;
+  Author author;
+  JsonValue extra;
+  static Post decode(const JsonNode& node) {
+    auto keys = node.object();
+    Post p;
+    p.title = keys.decode<std::string>("title");
+    p.score = keys.decodeLenient<int>("score").value_or(-1);
+    p.tags = keys.decodeIfPresent<std::vector<std::string>>("tags");
+    p.author = Author::decode(keys.at("author"));
+    p.extra = keys.decode<JsonValue>("extra");
+    return p;
+  }
+};
+
+struct Envelope {
+  std::vector<Post> data;
+  static Envelope decode(const JsonNode& node) {
+    return {node.object().decode<std::vector<Post>>("data")};
+  }
+};
+
+TEST(JsonDecoder, DecodesNestedRecordsWithEachKindOfRead) {
+  auto result = decodeJson<Envelope>(R"({"data":[
+      {"title":"a","score":"high","author":{"name":"Анна","id":7},"extra":null},
+      {"title":"b","score":3,"tags":["x","y"],"author":{"name":"b","id":"7"},"extra":{"k":[1]}}]})");
+  ASSERT_TRUE(result) << result.error().what();
+  const auto& data = result->data;
+  ASSERT_EQ(data.size(), 2u);
+  EXPECT_EQ(data[0].score, -1);  // a string swallowed by the lenient read
+  EXPECT_FALSE(data[0].tags);
+  EXPECT_EQ(data[0].author.name, "Анна");
+  EXPECT_EQ(data[0].author.id, 7);
+  EXPECT_TRUE(data[0].extra.isEmpty());  // null is JsonValue's empty case
+  EXPECT_EQ(data[1].score, 3);
+  EXPECT_EQ(data[1].tags, (std::vector<std::string>{"x", "y"}));
+  EXPECT_FALSE(data[1].author.id);
+  EXPECT_EQ(data[1].extra.getString("k"), std::nullopt);  // arrays have no text
+}
+
+TEST(JsonDecoder, FailuresNameKindAndPath) {
+  const std::string ok = R"("author":{"name":"n"},"extra":1)";
+  struct Case {
+    std::string input;
+    Kind kind;
+    std::string path;
+  } cases[] = {
+      {"{}", Kind::keyNotFound, "data"},
+      {R"({"data":{}})", Kind::typeMismatch, "data"},
+      {R"({"data":null})", Kind::valueNotFound, "data"},
+      {R"({"data":[{"title":"a",)" + ok + R"(},{"title":"b","author":{},"extra":1}]})",
+       Kind::keyNotFound, "data[1].author.name"},
+      {R"({"data":[{"title":null,)" + ok + "}]}", Kind::valueNotFound, "data[0].title"},
+      {R"({"data":[{"title":5,)" + ok + "}]}", Kind::typeMismatch, "data[0].title"},
+      {R"({"data":[{"title":"t","author":null,"extra":1}]})", Kind::valueNotFound, "data[0].author"},
+      {R"({"data":[{"title":"t","author":[],"extra":1}]})", Kind::typeMismatch, "data[0].author"},
+      {R"({"data":[{"title":"t","tags":[1],)" + ok + "}]}", Kind::typeMismatch, "data[0].tags[0]"},
+      {R"({"data":[{"title":"t","author":{"name":"n"}}]})", Kind::keyNotFound, "data[0].extra"},
+      {"[1]", Kind::typeMismatch, ""},
+      {"", Kind::dataCorrupted, ""},
+      {R"({"data":[)", Kind::dataCorrupted, ""},
+      {R"({"data":[]} x)", Kind::dataCorrupted, ""},
+      {R"({"data":[]},)", Kind::dataCorrupted, ""},
+      {"{\"data\":[], \"s\":\"\xff\"}", Kind::dataCorrupted, ""},
+      {"{\"data\":[], \"s\":\"\xc3\"}", Kind::dataCorrupted, ""},
+      {"{\"data\":[], \"\xed\xa0\x80\":1}", Kind::dataCorrupted, ""},  // a UTF-16 surrogate
+      {R"({"data":[], "s":"\ud800"})", Kind::dataCorrupted, ""},      // a lone escaped one
+      {R"({'data':[]})", Kind::dataCorrupted, ""},
+      {R"({"data":[01]})", Kind::dataCorrupted, ""},
+  };
+  for (const auto& c : cases) {
+    auto result = decodeJson<Envelope>(c.input);
+    ASSERT_FALSE(result) << c.input;
+    EXPECT_EQ(result.error().kind(), c.kind) << c.input << " -> " << result.error().what();
+    EXPECT_EQ(result.error().path(), c.path) << c.input;
+  }
+}
+
+TEST(JsonDecoder, MessageNamesKindAndPath) {
+  auto result = decodeJson<Envelope>(R"({"data":[{"title":"t","author":{}}]})");
+  ASSERT_FALSE(result);
+  EXPECT_STREQ(result.error().what(),
+               "keyNotFound at data[0].author.name: no value for key \"name\"");
+  auto top = decodeJson<Envelope>("[");
+  EXPECT_NE(std::string(top.error().what()).find("dataCorrupted at the top level"), std::string::npos);
+}
+
+TEST(JsonDecoder, DeepNestingIsRefusedNotACrash) {
+  for (std::string open : {"[", "{\"a\":"}) {
+    std::string deep;
+    for (int i = 0; i < 100000; ++i) deep += open;
+    EXPECT_EQ(decodeJson<JsonValue>(deep).error().kind(), Kind::dataCorrupted);
+    deep += "1";
+    for (int i = 0; i < 100000; ++i) deep += open == "[" ? "]" : "}";
+    EXPECT_EQ(decodeJson<JsonValue>(deep).error().kind(), Kind::dataCorrupted);
+  }
+  std::string fine(1000, '[');
+  fine += std::string(1000, ']');
+  EXPECT_TRUE(decodeJson<JsonValue>(fine));
+}
+
+// One JSON literal read as each primitive: the value, or the kind of refusal.
+TEST(JsonDecoder, NumberAndTypeRules) {
+  struct Case {
+    const char* json;
+    std::optional<std::int64_t> asInt;
+    std::optional<double> asDouble;
+    std::optional<bool> asBool;
+    std::optional<std::string> asString;
+  } cases[] = {
+      {"1", 1, 1.0, {}, {}},
+      {"-0", 0, 0.0, {}, {}},
+      {"1.0", 1, 1.0, {}, {}},
+      {"1e3", 1000, 1000.0, {}, {}},
+      {"1.5", {}, 1.5, {}, {}},
+      {"1e300", {}, 1e300, {}, {}},
+      {"9223372036854775807", INT64_MAX, 9223372036854775807.0, {}, {}},
+      {"-9223372036854775808", INT64_MIN, -9223372036854775808.0, {}, {}},
+      {"9223372036854775808", {}, 9223372036854775808.0, {}, {}},
+      {"true", {}, {}, true, {}},
+      {"false", {}, {}, false, {}},
+      {R"("1")", {}, {}, {}, "1"},
+      {R"("")", {}, {}, {}, ""},
+      {"[]", {}, {}, {}, {}},
+      {"{}", {}, {}, {}, {}},
+  };
+  for (const auto& c : cases) {
+    auto i = decodeJson<std::int64_t>(c.json);
+    auto d = decodeJson<double>(c.json);
+    auto b = decodeJson<bool>(c.json);
+    auto s = decodeJson<std::string>(c.json);
+    EXPECT_EQ(i ? std::optional(i.value()) : std::nullopt, c.asInt) << c.json;
+    EXPECT_EQ(d ? std::optional(d.value()) : std::nullopt, c.asDouble) << c.json;
+    EXPECT_EQ(b ? std::optional(b.value()) : std::nullopt, c.asBool) << c.json;
+    EXPECT_EQ(s ? std::optional(s.value()) : std::nullopt, c.asString) << c.json;
+    if (!i) {
+      EXPECT_EQ(i.error().kind(), Kind::typeMismatch) << c.json;
+    }
+  }
+  EXPECT_EQ(decodeJson<std::int64_t>("null").error().kind(), Kind::valueNotFound);
+  EXPECT_EQ(decodeJson<int>("2147483648").error().kind(), Kind::dataCorrupted);
+  EXPECT_EQ(decodeJson<int>("-2147483648").value(), INT32_MIN);
+}
+
+TEST(JsonDecoder, KeyedReadsTolerateWhatTheyPromise) {
+  const char* json = R"({"n":null,"s":"x","i":5,"o":{"a":1},"arr":[{"name":"q"},{}]})";
+  struct Probe {
+    static Probe decode(const JsonNode& node) {
+      auto k = node.object();
+      EXPECT_TRUE(k.contains("n"));
+      EXPECT_FALSE(k.contains("missing"));
+      EXPECT_EQ(k.size(), 5u);
+      EXPECT_EQ(k.decodeIfPresent<std::string>("missing"), std::nullopt);
+      EXPECT_EQ(k.decodeIfPresent<std::string>("n"), std::nullopt);
+      EXPECT_EQ(k.decodeIfPresent<JsonValue>("n"), std::nullopt);
+      EXPECT_EQ(k.decodeIfPresent<std::int64_t>("i"), 5);
+      try {
+        k.decodeIfPresent<std::string>("i");
+        ADD_FAILURE() << "a wrong type must throw";
+      } catch (const DecodingError& e) {
+        EXPECT_EQ(e.kind(), Kind::typeMismatch);
+        EXPECT_EQ(e.path(), "i");
+      }
+      EXPECT_EQ(k.decodeLenient<std::int64_t>("s"), std::nullopt);
+      EXPECT_EQ(k.decodeLenient<std::int64_t>("n"), std::nullopt);
+      EXPECT_EQ(k.decodeLenient<Author>("o"), std::nullopt);  // no "name"
+      EXPECT_EQ(k.decodeLenient<std::vector<Author>>("arr"), std::nullopt);
+      EXPECT_EQ(k.decode<JsonValue>("n"), JsonValue());
+      EXPECT_EQ(k.nestedObject("o").decode<int>("a"), 1);
+
+      std::vector<std::string> paths;
+      for (JsonNode element : k.nestedArray("arr")) paths.push_back(element.path());
+      EXPECT_EQ(paths, (std::vector<std::string>{"arr[0]", "arr[1]"}));
+      std::vector<std::string> keys;
+      for (auto member : k) keys.emplace_back(member.key);
+      EXPECT_EQ(keys, (std::vector<std::string>{"n", "s", "i", "o", "arr"}));
+      return {};
+    }
+  };
+  EXPECT_TRUE(decodeJson<Probe>(json));
+}
+
+// A record whose field holds JSON text of its own, decoded while the outer
+// document is still open.
+struct Wrapped {
+  JsonValue inner;
+  static Wrapped decode(const JsonNode& node) {
+    auto keys = node.object();
+    auto text = keys.decode<std::string>("payload");
+    auto inner = decodeJson<JsonValue>(text);
+    if (!inner) node.fail(Kind::dataCorrupted, inner.error().what());
+    keys.decode<std::string>("after");  // the outer document must still be readable
+    return {std::move(inner).value()};
+  }
+};
+
+TEST(JsonDecoder, NestedDocumentsDoNotDisturbEachOther) {
+  auto result = decodeJson<std::vector<Wrapped>>(
+      R"([{"payload":"{\"a\":[1,2]}","after":"x"},{"payload":"[true]","after":"y"}])");
+  ASSERT_TRUE(result) << result.error().what();
+  EXPECT_EQ(result->at(0).inner.asString(), R"({"a":[1,2]})");
+  EXPECT_EQ(result->at(1).inner.asString(), "[true]");
+  auto bad = decodeJson<std::vector<Wrapped>>(R"([{"payload":"{","after":"x"}])");
+  EXPECT_EQ(bad.error().path(), "[0]");
+}
+
+struct Node : Model {
+  std::string name;
+  explicit Node(const JsonNode& from) : Model(from), name(from.object().decode<std::string>("name")) {}
+};
+
+TEST(JsonDecoder, SharedRecordsThroughDecodeConstructors) {
+  auto result = decodeJson<std::vector<std::shared_ptr<Node>>>(R"([{"name":"a"},{"name":"b"}])");
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->at(1)->name, "b");
+  EXPECT_EQ(decodeJson<std::shared_ptr<Node>>("{}").error().path(), "name");
+}
+
+}  // namespace
+}  // namespace tavrel

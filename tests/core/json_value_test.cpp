@@ -1,0 +1,125 @@
+#include "tavrel/core/json_value.h"
+
+#include <gtest/gtest.h>
+
+#include "tavrel/core/json_decoder.h"
+#include "tavrel/core/json_writer.h"
+
+namespace tavrel {
+namespace {
+
+JsonValue parse(std::string_view json) {
+  auto result = decodeJson<JsonValue>(json);
+  EXPECT_TRUE(result) << json << ": " << result.error().what();
+  return result ? std::move(result).value() : JsonValue();
+}
+
+TEST(JsonValue, DecodingFollowsTheOrderOfAttempts) {
+  using K = JsonValue::Kind;
+  struct Case {
+    const char* json;
+    K kind;
+  } cases[] = {
+      {R"("123")", K::string}, {"123", K::int_},     {"-7", K::int_},
+      {"123.5", K::double_},   {"1.0", K::int_},     {"1e300", K::double_},
+      {"18446744073709551615", K::double_},          {"true", K::bool_},
+      {"false", K::bool_},     {"null", K::empty},   {"{}", K::object},
+      {"[]", K::array},        {R"({"a":null})", K::object},
+  };
+  for (const auto& c : cases) EXPECT_EQ(parse(c.json).kind(), c.kind) << c.json;
+
+  EXPECT_TRUE(parse("{}").getIf<JsonValue::Object>()->empty());
+  EXPECT_TRUE(parse("[]").getIf<JsonValue::Array>()->empty());
+  JsonValue withNull = parse(R"({"a":null})");
+  const auto& member = withNull.getIf<JsonValue::Object>()->at("a");
+  ASSERT_TRUE(member.has_value());  // a present empty, not an absent value
+  EXPECT_TRUE(member->isEmpty());
+  EXPECT_EQ(withNull.getString("a"), "");
+  EXPECT_EQ(parse(R"({"a":1,"a":2})").getString("a"), "1");  // the first of duplicates
+}
+
+TEST(JsonValue, GetStringGivesTheTextOfEachCase) {
+  JsonValue v = parse(R"({"i":5,"d":5.5,"f":false,"s":"x","o":{"k":[1,"y"]},"a":[1],"neg":-3,
+                          "two":2.5e-8})");
+  EXPECT_EQ(v.getString("i"), "5");
+  EXPECT_EQ(v.getString("neg"), "-3");
+  EXPECT_EQ(v.getString("d"), "5.5");
+  EXPECT_EQ(v.getString("two"), "2.5e-08");
+  EXPECT_EQ(v.getString("f"), "false");
+  EXPECT_EQ(v.getString("s"), "x");
+  EXPECT_EQ(v.getString("a"), std::nullopt);
+  EXPECT_EQ(v.getString("missing"), std::nullopt);
+  auto objectText = v.getString("o");
+  ASSERT_TRUE(objectText);
+  EXPECT_EQ(parse(*objectText), *v.getIf<JsonValue::Object>()->at("o"));
+  EXPECT_EQ(JsonValue(2.0).asStringValue(), "2.0");
+  EXPECT_EQ(JsonValue(std::make_shared<Model>()).asStringValue(), std::nullopt);
+  EXPECT_EQ(JsonValue("s").getString("s"), std::nullopt);
+}
+
+TEST(JsonValue, GetItemFromArrayBounds) {
+  JsonValue v = parse(R"([10,"b"])");
+  EXPECT_EQ(v.getItemFromArray(0), JsonValue(10));
+  EXPECT_EQ(v.getItemFromArray(1), JsonValue("b"));
+  EXPECT_EQ(v.getItemFromArray(-1), std::nullopt);
+  EXPECT_EQ(v.getItemFromArray(2), std::nullopt);
+  EXPECT_EQ(v.getItemFromArray(INT64_MIN), std::nullopt);
+  EXPECT_EQ(JsonValue(JsonValue::Object{}).getItemFromArray(0), std::nullopt);
+}
+
+TEST(JsonValue, AppendOnlyChangesObjects) {
+  JsonValue s("text");
+  s.append("k", JsonValue(1));
+  EXPECT_EQ(s, JsonValue("text"));
+
+  JsonValue o = parse(R"({"k":1,"x":2})");
+  o.append("k", std::nullopt);
+  o.append("x", JsonValue("y"));
+  const auto& map = *o.getIf<JsonValue::Object>();
+  ASSERT_EQ(map.count("k"), 1u);
+  EXPECT_FALSE(map.at("k").has_value());
+  EXPECT_EQ(o.getString("k"), std::nullopt);
+  EXPECT_EQ(o.getString("x"), "y");
+  EXPECT_EQ(parse(*o.asString()), parse(R"({"k":null,"x":"y"})"));
+  // An absent map value and a present empty are different in memory only.
+  EXPECT_NE(o, parse(R"({"k":null,"x":"y"})"));
+}
+
+TEST(JsonValue, RoundTripsThroughText) {
+  for (const char* json : {R"({"a":[1,2.5,"x",true,null]})", R"([[],{},[{}],"Привет 🙂"])",
+                           R"({"e":"\u0000\"\\\n","big":-9223372036854775808,"f":1e-300})"}) {
+    JsonValue v = parse(json);
+    auto text = v.asString();
+    ASSERT_TRUE(text) << json;
+    EXPECT_EQ(parse(*text), v) << json << " -> " << *text;
+  }
+  EXPECT_EQ(parse(R"({"a":[1,2.5,"x",true,null]})").asString(), R"({"a":[1,2.5,"x",true,null]})");
+}
+
+struct Card : Model {
+  std::string name;
+  explicit Card(std::string n) : name(std::move(n)) {}
+  void encode(JsonWriter& w) const override {
+    w.beginObject();
+    w.field("name", name);
+    w.endObject();
+  }
+};
+
+TEST(JsonValue, ModelsEncodeThroughTheirOwnEncoder) {
+  EXPECT_EQ(JsonValue(std::make_shared<Model>()).asString(), "{}");
+  JsonValue tree(JsonValue::Array{JsonValue(std::make_shared<Card>("Ян")), JsonValue()});
+  EXPECT_EQ(tree.asString(), R"([{"name":"Ян"},null])");
+  EXPECT_EQ(JsonValue(std::make_shared<Card>("a")), JsonValue(std::make_shared<Card>("a")));
+  EXPECT_NE(JsonValue(std::make_shared<Card>("a")), JsonValue(std::make_shared<Model>()));
+  EXPECT_EQ(JsonValue(JsonValue::ModelRef()).asString(), "null");
+}
+
+TEST(JsonValue, NonFiniteNumbersHaveNoJsonText) {
+  JsonValue v(JsonValue::Object{{"x", JsonValue(std::numeric_limits<double>::infinity())}});
+  EXPECT_EQ(v.asString(), std::nullopt);
+  EXPECT_EQ(v.getString("x"), "inf");
+}
+
+}  // namespace
+}  // namespace tavrel

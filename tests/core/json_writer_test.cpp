@@ -1,0 +1,111 @@
+#include "tavrel/core/json_writer.h"
+
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace tavrel {
+namespace {
+
+TEST(JsonWriter, EscapesStrings) {
+  struct Case {
+    std::string in, out;
+  } cases[] = {
+      {"", R"("")"},
+      {"plain", R"("plain")"},
+      {"a\"b", R"("a\"b")"},
+      {"back\\slash", R"("back\\slash")"},
+      {"line\nfeed\ttab\r", R"("line\u000afeed\u0009tab\u000d")"},
+      {std::string("nul\0end", 7), R"("nul\u0000end")"},
+      {"\x1f\x7f", "\"\\u001f\x7f\""},
+      {"Привет 🙂 /", R"("Привет 🙂 /")"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(encodeJson(c.in).value(), c.out) << c.in;
+
+  JsonWriter w;
+  w.beginObject();
+  w.key("k\"\n");
+  w.value(1);
+  w.endObject();
+  EXPECT_EQ(w.text(), R"({"k\"\u000a":1})");
+}
+
+TEST(JsonWriter, DoublesInShortestFormThatReadsBack) {
+  struct Case {
+    double in;
+    const char* out;
+  } cases[] = {
+      {2.0, "2.0"},       {1e300, "1e+300"},  {0.1, "0.1"},         {-0.0, "-0.0"},
+      {15, "15.0"},       {100000, "100000.0"}, {1.5e-7, "1.5e-07"}, {-2.5, "-2.5"},
+      {5e-324, "5e-324"}, {1.7976931348623157e308, "1.7976931348623157e+308"},
+      {0.30000000000000004, "0.30000000000000004"}, {1e-4, "0.0001"}, {1e-5, "1e-05"},
+      {9007199254740991.0, "9007199254740991.0"}, {9007199254740992.0, "9.007199254740992e+15"},
+  };
+  for (const auto& c : cases) {
+    std::string text = encodeJson(c.in).value();
+    EXPECT_EQ(text, c.out);
+    double back = 0;
+    std::from_chars(text.data(), text.data() + text.size(), back);
+    EXPECT_EQ(back, c.in) << text;
+    EXPECT_EQ(std::signbit(back), std::signbit(c.in)) << text;
+  }
+  EXPECT_EQ(encodeJson(std::int64_t{-9223372036854775807 - 1}).value(), "-9223372036854775808");
+}
+
+TEST(JsonWriter, RefusesWhatJsonCannotHold) {
+  for (double bad : {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+                     -std::numeric_limits<double>::infinity()}) {
+    auto result = encodeJson(std::vector<double>{1.0, bad});
+    ASSERT_FALSE(result);
+    EXPECT_NE(std::string(result.error().what()).find("non-finite"), std::string::npos);
+  }
+  EXPECT_FALSE(encodeJson(std::string("\xff")));
+  JsonWriter w;
+  w.beginObject();
+  w.key("\xc3");
+  EXPECT_TRUE(w.failed());
+}
+
+struct Inner {
+  int n;
+  void encode(JsonWriter& w) const {
+    w.beginObject();
+    w.field("n", n);
+    w.endObject();
+  }
+};
+
+struct Outer {
+  std::optional<std::string> id;
+  std::vector<Inner> items;
+  std::shared_ptr<Inner> first;
+  std::optional<JsonValue> extra;
+  bool flag = true;
+  void encode(JsonWriter& w) const {
+    w.beginObject();
+    w.field("zeta", id);  // keys keep the order they are written in
+    w.field("items", items);
+    w.field("first", first);
+    w.field("extra", extra);
+    w.field("alpha", flag);
+    w.endObject();
+  }
+};
+
+TEST(JsonWriter, RecordsKeepKeyOrderAndWriteAbsentAsNull) {
+  Outer o;
+  EXPECT_EQ(encodeJson(o).value(),
+            R"({"zeta":null,"items":[],"first":null,"extra":null,"alpha":true})");
+  o.id = "7";
+  o.items = {{1}, {2}};
+  o.first = std::make_shared<Inner>(Inner{3});
+  o.extra = JsonValue(JsonValue::Array{JsonValue(), JsonValue(0.5)});
+  EXPECT_EQ(encodeJson(o).value(),
+            R"({"zeta":"7","items":[{"n":1},{"n":2}],"first":{"n":3},"extra":[null,0.5],"alpha":true})");
+  EXPECT_EQ(encodeJson(std::vector<std::vector<int>>{{}, {1}, {}}).value(), "[[],[1],[]]");
+}
+
+}  // namespace
+}  // namespace tavrel
