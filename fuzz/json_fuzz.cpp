@@ -1,0 +1,33 @@
+// Arbitrary bytes -> JsonValue; whatever decodes must encode, and the text it
+// encodes to must decode back to the same tree and encode to the same text.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "tavrel/core/json_decoder.h"
+#include "tavrel/core/json_writer.h"
+
+using tavrel::decodeJson;
+using tavrel::encodeJson;
+using tavrel::JsonValue;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  auto first = decodeJson<JsonValue>(bytes);
+  if (!first) {
+    if (first.error().what()[0] == '\0') std::abort();
+    return 0;
+  }
+  auto text = encodeJson(first.value());
+  if (!text) std::abort();  // a decoded tree always has JSON text
+  auto second = decodeJson<JsonValue>(text.value());
+  if (!second || !(second.value() == first.value())) std::abort();
+  auto again = encodeJson(second.value());
+  if (!again || again.value().size() != text.value().size()) std::abort();
+  // Typed reads of the root never crash, whatever they answer.
+  (void)decodeJson<std::int64_t>(bytes);
+  (void)decodeJson<std::vector<std::string>>(bytes);
+  return 0;
+}
