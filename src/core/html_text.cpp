@@ -28,7 +28,8 @@ bool isBlock(const xmlNode* node) {
 }
 
 bool isSkipped(const xmlNode* node) {
-  return nameIs(node, "script") || nameIs(node, "style") || nameIs(node, "head") || nameIs(node, "title");
+  return nameIs(node, "script") || nameIs(node, "style") || nameIs(node, "head") || nameIs(node, "title") ||
+         nameIs(node, "noscript") || nameIs(node, "template");
 }
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
@@ -96,9 +97,13 @@ std::optional<std::string> stringFromHtml(std::string_view htmlEncodedString) {
 
   htmlParserCtxtPtr ctxt = htmlNewParserCtxt();
   if (!ctxt) return std::nullopt;
-  const int options = HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET | HTML_PARSE_NOIMPLIED;
-  htmlDocPtr doc = htmlCtxtReadMemory(ctxt, htmlEncodedString.data(), static_cast<int>(htmlEncodedString.size()),
-                                      nullptr, "UTF-8", options);
+  const int options = HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET;
+  // Opening the body first keeps the parser from wrapping loose text in
+  // paragraphs of its own; a document's own <html>, <head> and <body> tags
+  // merge into it, and what a head holds is skipped wherever it stands.
+  const std::string input = "<body>" + std::string(htmlEncodedString);
+  htmlDocPtr doc =
+      htmlCtxtReadMemory(ctxt, input.data(), static_cast<int>(input.size()), nullptr, "UTF-8", options);
   htmlFreeParserCtxt(ctxt);
   if (!doc) return std::nullopt;
   TextCollector collector;
