@@ -1,0 +1,92 @@
+#include "tavrel/http/network_logger_plugin.h"
+
+#include <chrono>
+#include <ctime>
+#include <regex>
+
+#include "tavrel/core/log.h"
+
+namespace tavrel {
+namespace {
+
+bool isSecretName(std::string_view name) { return name == "auth_token" || name == "hash"; }
+
+std::string prefix() {
+  auto now = std::chrono::system_clock::now();
+  std::time_t t = std::chrono::system_clock::to_time_t(now);
+  std::tm parts{};
+  localtime_r(&t, &parts);
+  char text[32];
+  std::strftime(text, sizeof text, "%d/%m/%Y %H:%M:%S", &parts);
+  return std::string("Moya_Logger: [") + text + "] ";
+}
+
+void log(const std::string& what, std::string_view value) {
+  debugPrint(prefix() + what + ": " + std::string(value));
+}
+
+// "name=value" pairs, wherever a run of them starts (after "?", "&" or at the
+// start of the text).
+std::string maskPairs(std::string_view text) {
+  std::string out;
+  std::size_t i = 0;
+  while (i <= text.size()) {
+    std::size_t end = text.find_first_of("&?#", i);
+    if (end == std::string_view::npos) end = text.size();
+    std::string_view piece = text.substr(i, end - i);
+    auto eq = piece.find('=');
+    if (eq != std::string_view::npos && isSecretName(piece.substr(0, eq))) {
+      out.append(piece.substr(0, eq + 1)).append("***");
+    } else {
+      out.append(piece);
+    }
+    if (end == text.size()) break;
+    out.push_back(text[end]);
+    if (text[end] == '#') {  // a fragment is no pair list
+      out.append(text.substr(end + 1));
+      break;
+    }
+    i = end + 1;
+  }
+  return out;
+}
+
+std::string maskJson(const std::string& text) {
+  static const std::regex member(
+      R"re(("(?:auth_token|hash)"\s*:\s*)("(?:[^"\\]|\\.)*"|[^,}\]\s]+))re");
+  return std::regex_replace(text, member, "$1\"***\"");
+}
+
+}  // namespace
+
+std::string NetworkLoggerPlugin::maskSecrets(std::string_view text) {
+  auto first = text.find_first_not_of(" \t\r\n");
+  if (first != std::string_view::npos && (text[first] == '{' || text[first] == '[')) {
+    return maskJson(std::string(text));
+  }
+  return maskPairs(text);
+}
+
+void NetworkLoggerPlugin::willSend(const HttpRequest& request, const TargetType&) {
+  log("Request", maskSecrets(request.url));
+  std::string headers;
+  for (const auto& [name, value] : request.headers) {
+    if (!headers.empty()) headers += ", ";
+    headers += "\"" + name + "\": \"" + value + "\"";
+  }
+  log("Request Headers", "[" + headers + "]");
+  log("HTTP Request Method", toString(request.method));
+  if (verbose_ && !request.body.empty()) log("Request Body", maskSecrets(request.body));
+}
+
+void NetworkLoggerPlugin::didReceive(const MoyaResult& result, const TargetType&) {
+  if (const auto* response = std::get_if<HttpResponse>(&result)) {
+    log("Response", std::to_string(response->statusCode) + " " + maskSecrets(response->url));
+    if (verbose_) log("Response Body", maskSecrets(response->data));
+    return;
+  }
+  const auto& error = std::get<MoyaError>(result);
+  log("Response", std::string("Received error: ") + error.what());
+}
+
+}  // namespace tavrel
