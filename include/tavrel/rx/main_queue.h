@@ -1,0 +1,88 @@
+#pragma once
+// The library's main queue and the scheduler on top of it.
+//
+// The library starts no thread for its "main thread": the host drains
+// `MainQueue::shared()` from its own loop (a UI loop calls `drainPending()`
+// on every turn, a command-line tool calls `runUntil`). The thread that drains
+// is the main thread for `isCurrent()`.
+//
+// A task that throws is caught by the queue, reported through `debugPrint`,
+// and the queue goes on with the next task.
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "tavrel/rx/disposable.h"
+#include "tavrel/rx/scheduler.h"
+
+namespace tavrel::rx {
+
+class MainQueue {
+ public:
+  // The one main queue of the process.
+  static MainQueue& shared();
+
+  MainQueue(const MainQueue&) = delete;
+  MainQueue& operator=(const MainQueue&) = delete;
+
+  // Queues `task` to run on the main thread, after what is already queued.
+  // Any thread.
+  void post(std::function<void()> task);
+  // Queues `task` once `delay` has passed; disposing cancels it. Any thread.
+  Disposable postAfter(Duration delay, std::function<void()> task);
+
+  // Runs the tasks queued before this call and the timers due by now, on the
+  // calling thread, which becomes the main thread. Tasks posted meanwhile wait
+  // for the next drain. Returns how many tasks ran.
+  std::size_t drainPending();
+  // Drains, waiting for new tasks and timers in between, until `done()` is
+  // true (checked after each drain) or `timeout` has passed. Returns `done()`.
+  bool runUntil(const std::function<bool()>& done, Duration timeout);
+  // Drains, waiting for new tasks and timers in between, for `duration`.
+  void runFor(Duration duration);
+
+  // Registers the calling thread as the main thread without draining.
+  void makeCurrentThread();
+  // Whether the calling thread is the main thread (the one that drains or
+  // registered itself).
+  bool isCurrent() const;
+
+ private:
+  MainQueue() = default;
+  struct Timer {
+    std::function<void()> task;
+    std::shared_ptr<std::atomic<bool>> cancelled;
+  };
+  void runTask(const std::function<void()>& task);
+
+  mutable std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<std::function<void()>> tasks_;
+  std::multimap<TimePoint, Timer> timers_;
+  std::atomic<std::thread::id> mainThread_{};
+};
+
+// A scheduler on the main queue. `schedule` runs the task at once when called
+// on the main thread with nothing of this scheduler's still queued (so that a
+// `Driver` fed from the main thread delivers synchronously); otherwise it
+// posts. Delays use the queue's timers.
+class MainScheduler final : public Scheduler {
+ public:
+  static std::shared_ptr<MainScheduler> instance();
+
+  TimePoint now() const override;
+  Disposable schedule(std::function<void()> task) override;
+  Disposable scheduleAfter(Duration delay, std::function<void()> task) override;
+
+ private:
+  std::atomic<std::int64_t> queued_{0};
+};
+
+}  // namespace tavrel::rx
