@@ -103,8 +103,11 @@ Disposable MainScheduler::schedule(std::function<void()> task) {
   }
   auto cancelled = std::make_shared<std::atomic<bool>>(false);
   queue.post([this, task = std::move(task), cancelled] {
+    struct Done {
+      std::atomic<std::int64_t>& queued;
+      ~Done() { queued.fetch_sub(1); }
+    } done{queued_};
     if (!cancelled->load()) task();
-    queued_.fetch_sub(1);
   });
   return Disposable::create([cancelled] { cancelled->store(true); });
 }

@@ -1,0 +1,154 @@
+// Subjects and relays: replay rules, ends, and feeding from several threads.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "rx/recorder.h"
+#include "tavrel/rx/rx.h"
+
+namespace tavrel::rx {
+namespace {
+
+using rxtest::boom;
+using rxtest::Log;
+using rxtest::Recorder;
+
+TEST(Subjects, WhatEarlyAndLateSubscribersGet) {
+  PublishSubject<int> publish;
+  Recorder<int> early, late, afterEnd;
+  early.subscribe(publish.asObservable());
+  publish.onNext(1);
+  late.subscribe(publish.asObservable());
+  publish.onNext(2);
+  publish.onCompleted();
+  publish.onNext(3);
+  afterEnd.subscribe(publish.asObservable());
+  EXPECT_EQ(early.log, (Log{"1", "2", "C"}));
+  EXPECT_EQ(late.log, (Log{"2", "C"}));
+  EXPECT_EQ(afterEnd.log, (Log{"C"}));
+
+  BehaviorSubject<std::string> behavior("a");
+  Recorder<std::string> b1, b2, b3;
+  b1.subscribe(behavior.asObservable());
+  behavior.onNext("b");
+  b2.subscribe(behavior.asObservable());
+  EXPECT_EQ(behavior.value(), "b");
+  behavior.onError(boom());
+  behavior.onNext("c");
+  b3.subscribe(behavior.asObservable());
+  EXPECT_EQ(b1.log, (Log{"a", "b", "E:boom"}));
+  EXPECT_EQ(b2.log, (Log{"b", "E:boom"}));
+  EXPECT_EQ(b3.log, (Log{"E:boom"}));
+  EXPECT_EQ(behavior.value(), "b");
+
+  // Relays are handles: a copy feeds the same stream.
+  BehaviorRelay<int> relay(0);
+  auto copy = relay;
+  Recorder<int> r;
+  r.subscribe(relay.asObservable());
+  copy.accept(5);
+  EXPECT_EQ(relay.value(), 5);
+  PublishRelay<int> publishRelay;
+  Recorder<int> p;
+  publishRelay.accept(1);
+  p.subscribe(publishRelay.asObservable());
+  publishRelay.accept(2);
+  EXPECT_EQ(r.log, (Log{"0", "5"}));
+  EXPECT_EQ(p.log, (Log{"2"}));
+
+  // A subject subscribed to a stream forwards it, end included.
+  PublishSubject<int> target;
+  Recorder<int> t;
+  t.subscribe(target.asObservable());
+  just(9).subscribe(target.asObserver());
+  EXPECT_EQ(t.log, (Log{"9", "C"}));
+}
+
+TEST(Subjects, ReentrantSubscribeAndDisposeFromACallback) {
+  PublishSubject<int> s;
+  std::vector<std::string> log;
+  DisposeBag bag;
+  Disposable first;
+  first = s.asObservable().subscribe([&](int x) {
+    log.push_back("first " + std::to_string(x));
+    if (x == 1) {
+      // Subscribing from inside delivery: the newcomer starts with the next element.
+      s.asObservable().subscribe([&](int y) { log.push_back("second " + std::to_string(y)); }).disposed(bag);
+      first.dispose();
+    }
+  });
+  s.onNext(1);
+  s.onNext(2);
+  EXPECT_EQ(log, (std::vector<std::string>{"first 1", "second 2"}));
+
+  BehaviorSubject<int> b(1);
+  std::vector<int> nested;
+  b.asObservable()
+      .subscribe([&](int x) {
+        if (x == 1) b.asObservable().subscribe([&](int y) { nested.push_back(y); }).disposed(bag);
+      })
+      .disposed(bag);
+  b.onNext(2);
+  EXPECT_EQ(nested, (std::vector<int>{1, 2}));
+}
+
+TEST(Subjects, SeveralThreadsFeedingOneSubjectLoseNothingAndNeverOverlap) {
+  constexpr int kThreads = 4;
+  constexpr int kPerThread = 5000;
+  PublishSubject<int> subject;
+  std::atomic<int> inside{0};
+  std::atomic<bool> overlapped{false};
+  long long sum = 0;
+  int count = 0;
+  auto d = subject.asObservable().filter([](int) { return true; }).subscribe([&](int x) {
+    if (inside.fetch_add(1) != 0) overlapped = true;
+    sum += x;
+    ++count;
+    inside.fetch_sub(1);
+  });
+  // A second subscriber comes and goes while the feeders run.
+  std::atomic<bool> feeding{true};
+  std::thread churn([&] {
+    while (feeding) subject.asObservable().subscribe([](int) {}).dispose();
+  });
+  std::vector<std::thread> feeders;
+  for (int t = 0; t < kThreads; ++t) {
+    feeders.emplace_back([&subject, t] {
+      for (int i = 0; i < kPerThread; ++i) subject.onNext(t * kPerThread + i);
+    });
+  }
+  for (auto& f : feeders) f.join();
+  feeding = false;
+  churn.join();
+  const long long n = kThreads * kPerThread;
+  EXPECT_EQ(count, n);
+  EXPECT_EQ(sum, n * (n - 1) / 2);
+  EXPECT_FALSE(overlapped);
+  d.dispose();
+}
+
+TEST(Subjects, DisposalFromAnotherThreadEndsDeliveryBeforeItReturns) {
+  BehaviorRelay<int> relay(0);
+  std::atomic<int> delivered{0};
+  auto d = relay.asObservable().subscribe([&](int) { delivered.fetch_add(1); });
+  std::atomic<bool> stop{false};
+  std::thread feeder([&] {
+    for (int i = 0; !stop; ++i) relay.accept(i);
+  });
+  while (delivered.load() < 1000) std::this_thread::yield();
+  d.dispose();
+  const int atDisposal = delivered.load();
+  // Let the feeder run on for a while after the disposal.
+  const int target = relay.value() + 1000;
+  while (relay.value() < target) std::this_thread::yield();
+  stop = true;
+  feeder.join();
+  EXPECT_EQ(delivered.load(), atDisposal);
+}
+
+}  // namespace
+}  // namespace tavrel::rx
