@@ -41,7 +41,7 @@ class LoadedBundle {
   explicit LoadedBundle(fs::path directory) : directory_(std::move(directory)) {
     if (auto data = readFile(directory_ / "Info.plist")) {
       info_ = detail::readPlistDictionary(*data);
-      if (!info_) debugPrint("Info.plist is not a property list: " + (directory_ / "Info.plist").string());
+      if (!info_) problem_ = "Info.plist is not a property list: " + (directory_ / "Info.plist").string();
     }
     if (info_) {
       if (auto it = info_->find("CFBundleDevelopmentRegion"); it != info_->end() && it->second)
@@ -57,6 +57,8 @@ class LoadedBundle {
   }
 
   const fs::path& directory() const { return directory_; }
+  // What went wrong reading the bundle, for the debug console; "" if nothing.
+  const std::string& problem() const { return problem_; }
   const std::optional<detail::PlistDictionary>& info() const { return info_; }
 
   // The translation of `key` for the first preferred language this bundle
@@ -94,22 +96,31 @@ class LoadedBundle {
     return std::nullopt;
   }
 
+  // Reads a table once; one that does not parse counts as empty. The debug
+  // line is written outside the lock, so a sink may call back into us.
   std::shared_ptr<const detail::StringsTable> tableFor(const std::string& localization) const {
-    std::lock_guard lock(tablesMutex_);
-    auto& slot = tables_[localization];
-    if (!slot) {
-      const auto path = directory_ / (localization + ".lproj") / "Localizable.strings";
-      std::optional<detail::StringsTable> table;
-      if (auto data = readFile(path)) table = detail::parseStringsTable(*data);
-      if (!table) debugPrint("Localizable.strings could not be read: " + path.string());
-      slot = std::make_shared<const detail::StringsTable>(table ? std::move(*table) : detail::StringsTable{});
+    std::string problem;
+    std::shared_ptr<const detail::StringsTable> result;
+    {
+      std::lock_guard lock(tablesMutex_);
+      auto& slot = tables_[localization];
+      if (!slot) {
+        const auto path = directory_ / (localization + ".lproj") / "Localizable.strings";
+        std::optional<detail::StringsTable> table;
+        if (auto data = readFile(path)) table = detail::parseStringsTable(*data);
+        if (!table) problem = "Localizable.strings could not be read: " + path.string();
+        slot = std::make_shared<const detail::StringsTable>(table ? std::move(*table) : detail::StringsTable{});
+      }
+      result = slot;
     }
-    return slot;
+    if (!problem.empty()) debugPrint(problem);
+    return result;
   }
 
   fs::path directory_;
   std::optional<detail::PlistDictionary> info_;
   std::string developmentRegion_;
+  std::string problem_;
   std::vector<std::string> localizations_;
   mutable std::mutex tablesMutex_;
   mutable std::map<std::string, std::shared_ptr<const detail::StringsTable>> tables_;
@@ -132,18 +143,23 @@ class Registry {
   // The bundle of a slot: registered, or named by the environment, and an
   // existing directory. Read once per directory.
   std::shared_ptr<const LoadedBundle> bundle(std::string_view slot, const char* environmentVariable) {
-    std::lock_guard lock(mutex_);
-    auto& entry = slots_[std::string(slot)];
-    std::optional<fs::path> directory = entry.registered;
-    if (!directory) {
-      const char* named = std::getenv(environmentVariable);
-      if (named && *named) directory = fs::path(named);
+    std::shared_ptr<const LoadedBundle> fresh;
+    {
+      std::lock_guard lock(mutex_);
+      auto& entry = slots_[std::string(slot)];
+      std::optional<fs::path> directory = entry.registered;
+      if (!directory) {
+        const char* named = std::getenv(environmentVariable);
+        if (named && *named) directory = fs::path(named);
+      }
+      std::error_code ec;
+      if (!directory || !fs::is_directory(*directory, ec)) return nullptr;
+      if (entry.loaded && entry.loaded->directory() == *directory) return entry.loaded;
+      fresh = entry.loaded = std::make_shared<const LoadedBundle>(*directory);
     }
-    std::error_code ec;
-    if (!directory || !fs::is_directory(*directory, ec)) return nullptr;
-    if (!entry.loaded || entry.loaded->directory() != *directory)
-      entry.loaded = std::make_shared<const LoadedBundle>(*directory);
-    return entry.loaded;
+    // Outside the lock: a debug sink may call back into the registry.
+    if (!fresh->problem().empty()) debugPrint(fresh->problem());
+    return fresh;
   }
 
   void setPreferredLanguages(std::vector<std::string> languages) {
