@@ -1,0 +1,48 @@
+#include "tavrel/model/coding_keys.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace tavrel {
+namespace {
+
+// The whole table in case order, as the service spells the keys.
+TEST(CodingKeys, RawValuesInCaseOrder) {
+  const char* expected =
+      "id created replied message type reply_type part_last parts_count last_admin "
+      "last_update unread_parts_count body_json user_unread_count status error "
+      "error_message next_after random_id body direction read sent_via from conversation "
+      "meta_data name avatar after paginate_include paginate_position paginate_direction "
+      "next_before_position channel attachments filename mime_type url size comment vote "
+      "loading auth_token result user icon description short_description content quote "
+      "articles_counter category_id expirationTime";
+  std::string all;
+  for (std::size_t i = 0; i < codingKeyCount; ++i) {
+    if (i) all += ' ';
+    all += rawValue(static_cast<CodingKeys>(i));
+  }
+  EXPECT_EQ(all, expected);
+  // Spot checks of cases against their keys, where a shifted case would show.
+  EXPECT_EQ(rawValue(CodingKeys::paginateIncluding), "paginate_include");
+  EXPECT_EQ(rawValue(CodingKeys::expirationTime), "expirationTime");
+  EXPECT_EQ(rawValue(CodingKeys::randomId), "random_id");
+  EXPECT_EQ(rawValue(CodingKeys::metaData), "meta_data");
+  EXPECT_EQ(static_cast<int>(CodingKeys::nextBeforePosition), 31);
+  static_assert(rawValue(CodingKeys::bodyJson) == "body_json");
+}
+
+TEST(CodingKeys, LookupFromStringGoesThroughRawValues) {
+  for (std::size_t i = 0; i < codingKeyCount; ++i) {
+    auto key = static_cast<CodingKeys>(i);
+    EXPECT_EQ(codingKeyFromString(rawValue(key)), key) << rawValue(key);
+  }
+  for (const char* unknown : {"paginate_including", "paginateIncluding", "randomId",
+                              "expiration_time", "ID", "", "id ", "Body"}) {
+    EXPECT_EQ(codingKeyFromString(unknown), std::nullopt) << unknown;
+  }
+  EXPECT_EQ(codingKeyFromString(std::string_view("id\0", 3)), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tavrel

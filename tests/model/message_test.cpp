@@ -1,0 +1,271 @@
+#include "tavrel/model/message.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "model/record_json.h"
+
+namespace tavrel {
+namespace {
+
+using testing::Change;
+using testing::messageMembers;
+using testing::objectJson;
+using Kind = DecodingError::Kind;
+
+std::string message(const std::vector<Change>& changes = {}) {
+  return objectJson(messageMembers(), changes);
+}
+
+Message decoded(const std::string& json) {
+  auto result = decodeJson<Message>(json);
+  if (!result) ADD_FAILURE() << json << " -> " << result.error().what();
+  return result ? std::move(result).value() : Message("?", 0, "", "", 0, "", false, "", "", {}, {}, {}, {}, {});
+}
+
+Message make(std::string id, std::int64_t randomId, std::string type) {
+  return Message(std::move(id), randomId, "", std::move(type), 0, "", false, "", "", {}, {}, {},
+                 {}, {});
+}
+
+TEST(Message, DecodesEveryField) {
+  Message m = decoded(message());
+  EXPECT_EQ(m.id, "m1");
+  EXPECT_EQ(m.randomId, 77);
+  EXPECT_EQ(m.body, "Привет! 👋");
+  EXPECT_EQ(m.type, "reply");
+  EXPECT_EQ(m.created, 1700000000);
+  EXPECT_EQ(m.direction, "u2a");
+  EXPECT_TRUE(m.read);
+  EXPECT_EQ(m.sentVia, "ios");
+  EXPECT_EQ(m.replyType, "text");
+  EXPECT_EQ(m.from.getString("name"), "Аня");  // a tree, not a Person
+  EXPECT_EQ(m.conversation, "c1");
+  ASSERT_TRUE(m.bodyJson && m.metaData && m.attachments);
+  EXPECT_EQ(*m.bodyJson, decodeJson<JsonValue>(R"({"blocks":[1,2.5,"x",true,null]})").value());
+  EXPECT_EQ(m.metaData->getString("k"), "v");
+  EXPECT_EQ(m.attachments->getItemFromArray(0)->getString("size"), "12");
+}
+
+// "id": a string as it is, a 64-bit integer as its digits, anything else "".
+TEST(Message, IdIsAlwaysText) {
+  struct Case {
+    std::optional<std::string> json;  // nullopt: no "id" at all
+    std::string id;
+  } cases[] = {
+      {R"("17")", "17"},
+      {"17", "17"},
+      {"-5", "-5"},
+      {"0", "0"},
+      {"9223372036854775807", "9223372036854775807"},
+      {"9223372036854775808", ""},  // beyond the 64-bit range
+      {"1.5", ""},
+      {"true", ""},
+      {"null", ""},
+      {std::nullopt, ""},
+      {R"({"id":"17"})", ""},
+      {R"(["17"])", ""},
+      {R"("")", ""},
+      {R"("Ёж 🦔")", "Ёж 🦔"},
+  };
+  for (const auto& c : cases) {
+    std::string json = message({{"id", c.json}});
+    EXPECT_EQ(decoded(json).id, c.id) << json;
+  }
+}
+
+// "random_id" and "read" swallow every failure into 0 and false; no coercion.
+TEST(Message, LenientFieldsFallBackToDefaults) {
+  struct Case {
+    std::optional<std::string> randomId;
+    std::int64_t expectedRandomId;
+    std::optional<std::string> read;
+    bool expectedRead;
+  } cases[] = {
+      {std::nullopt, 0, std::nullopt, false},
+      {"null", 0, "null", false},
+      {R"("5")", 0, R"("true")", false},
+      {"1.5", 0, "1", false},
+      {"{}", 0, "[]", false},
+      {"-9", -9, "false", false},
+      {"42", 42, "true", true},
+  };
+  for (const auto& c : cases) {
+    std::string json = message({{"random_id", c.randomId}, {"read", c.read}});
+    Message m = decoded(json);
+    EXPECT_EQ(m.randomId, c.expectedRandomId) << json;
+    EXPECT_EQ(m.read, c.expectedRead) << json;
+  }
+}
+
+// Optional keys tolerate absence and null only; "from" is required but null
+// is a value there (the empty tree).
+TEST(Message, OptionalKeysAndNullFrom) {
+  Message bare = decoded(message({{"conversation", std::nullopt},
+                                  {"body_json", std::nullopt},
+                                  {"meta_data", std::nullopt},
+                                  {"attachments", std::nullopt}}));
+  EXPECT_FALSE(bare.conversation || bare.bodyJson || bare.metaData || bare.attachments);
+  Message nulls = decoded(message(
+      {{"conversation", "null"}, {"body_json", "null"}, {"meta_data", "null"}, {"attachments", "null"}}));
+  EXPECT_FALSE(nulls.conversation || nulls.bodyJson || nulls.metaData || nulls.attachments);
+  Message scalars = decoded(message({{"body_json", R"("x")"}, {"meta_data", "3"}, {"attachments", "[]"}}));
+  EXPECT_EQ(scalars.bodyJson, JsonValue("x"));
+  EXPECT_EQ(scalars.metaData, JsonValue(3));
+  EXPECT_EQ(scalars.attachments, JsonValue(JsonValue::Array{}));
+  EXPECT_TRUE(decoded(message({{"from", "null"}})).from.isEmpty());
+  EXPECT_EQ(decoded(message({{"from", R"("bot")"}})).from, JsonValue("bot"));
+}
+
+// Each line: changes to a good message and the failure that ends the decode.
+TEST(Message, RequiredKeysAndWrongTypesFailTheMessage) {
+  struct Case {
+    std::vector<Change> changes;
+    Kind kind;
+    std::string path;
+  } cases[] = {
+      {{{"body", std::nullopt}}, Kind::keyNotFound, "body"},
+      {{{"type", std::nullopt}}, Kind::keyNotFound, "type"},
+      {{{"created", std::nullopt}}, Kind::keyNotFound, "created"},
+      {{{"direction", std::nullopt}}, Kind::keyNotFound, "direction"},
+      {{{"sent_via", std::nullopt}}, Kind::keyNotFound, "sent_via"},
+      {{{"reply_type", std::nullopt}}, Kind::keyNotFound, "reply_type"},
+      {{{"from", std::nullopt}}, Kind::keyNotFound, "from"},
+      {{{"body", "null"}}, Kind::valueNotFound, "body"},
+      {{{"reply_type", "null"}}, Kind::valueNotFound, "reply_type"},
+      {{{"created", R"("1700000000")"}}, Kind::typeMismatch, "created"},
+      {{{"created", "1.5"}}, Kind::typeMismatch, "created"},
+      {{{"type", "1"}}, Kind::typeMismatch, "type"},
+      {{{"direction", "false"}}, Kind::typeMismatch, "direction"},
+      {{{"conversation", "5"}}, Kind::typeMismatch, "conversation"},
+      {{{"conversation", "{}"}}, Kind::typeMismatch, "conversation"},
+      // The first bad key in reading order is the one reported.
+      {{{"from", std::nullopt}, {"body", std::nullopt}}, Kind::keyNotFound, "body"},
+      {{{"sent_via", std::nullopt}, {"created", R"("x")"}}, Kind::typeMismatch, "created"},
+      {{{"conversation", "5"}, {"from", std::nullopt}}, Kind::keyNotFound, "from"},
+  };
+  for (const auto& c : cases) {
+    std::string json = message(c.changes);
+    auto result = decodeJson<Message>(json);
+    ASSERT_FALSE(result) << json;
+    EXPECT_EQ(result.error().kind(), c.kind) << json << " -> " << result.error().what();
+    EXPECT_EQ(result.error().path(), c.path) << json;
+  }
+  for (const char* notAnObject : {"[]", "null", R"("m1")"}) {
+    EXPECT_FALSE(decodeJson<Message>(notAnObject)) << notAnObject;
+  }
+}
+
+TEST(Message, OneBadMessageFailsTheList) {
+  std::string list = "[" + message() + "," + message({{"id", "2"}}) + "]";
+  auto good = decodeJson<std::vector<std::shared_ptr<Message>>>(list);
+  ASSERT_TRUE(good);
+  EXPECT_EQ(good->at(1)->id, "2");
+  list = "[" + message() + "," + message({{"sent_via", std::nullopt}}) + "]";
+  auto bad = decodeJson<std::vector<Message>>(list);
+  ASSERT_FALSE(bad);
+  EXPECT_EQ(bad.error().path(), "[1].sent_via");
+}
+
+TEST(Message, EncodesAllKeysInOrder) {
+  Message m("17", 0, "Hi \"you\"", "reply", -3, "a2u", false, "web", "text", JsonValue(), {},
+            {}, {}, {});
+  EXPECT_EQ(encodeJson(m).value(),
+            R"({"id":"17","random_id":0,"body":"Hi \"you\"","type":"reply","created":-3,)"
+            R"("direction":"a2u","read":false,"sent_via":"web","reply_type":"text","from":null,)"
+            R"("conversation":null,"body_json":null,"meta_data":null,"attachments":null})");
+  m.conversation = "c";
+  m.bodyJson = JsonValue(JsonValue::Array{JsonValue(1)});
+  m.metaData = JsonValue(JsonValue::Object{});
+  m.attachments = JsonValue(false);
+  m.from = JsonValue("x");
+  EXPECT_EQ(encodeJson(m).value(),
+            R"({"id":"17","random_id":0,"body":"Hi \"you\"","type":"reply","created":-3,)"
+            R"("direction":"a2u","read":false,"sent_via":"web","reply_type":"text","from":"x",)"
+            R"("conversation":"c","body_json":[1],"meta_data":{},"attachments":false})");
+  // A numeric id comes back out as a string.
+  auto numeric = encodeJson(decoded(message({{"id", "42"}})));
+  ASSERT_TRUE(numeric);
+  EXPECT_EQ(numeric.value().rfind(R"({"id":"42","random_id":77,)", 0), 0u) << numeric.value();
+}
+
+TEST(Message, RoundTripsThroughItsOwnJson) {
+  for (const std::string& json :
+       {message(), message({{"from", "null"}, {"conversation", std::nullopt}, {"id", "9"}})}) {
+    Message first = decoded(json);
+    std::string text = encodeJson(first).value();
+    Message second = decoded(text);
+    // The trees' own key order is free: compare the texts as trees.
+    EXPECT_EQ(decodeJson<JsonValue>(encodeJson(second).value()).value(),
+              decodeJson<JsonValue>(text).value());
+    EXPECT_EQ(second.body, first.body);
+    EXPECT_EQ(second.from, first.from);
+    EXPECT_EQ(second.attachments, first.attachments);
+  }
+}
+
+TEST(Message, EncodesThroughTheModelCaseOfJsonValue) {
+  auto m = std::make_shared<Message>(decoded(message()));
+  JsonValue tree(JsonValue::Object{{"m", JsonValue(std::shared_ptr<Model>(m))}});
+  auto text = tree.asString();
+  ASSERT_TRUE(text);
+  EXPECT_EQ(*text, R"({"m":)" + encodeJson(*m).value() + "}");
+}
+
+TEST(Message, EqualityAndHashLookAtIdAlone) {
+  Message a = decoded(message());
+  Message b = decoded(message({{"body", R"("другое")"}, {"random_id", "1"}, {"type", R"("note")"}}));
+  Message c = decoded(message({{"id", R"("m2")"}}));
+  EXPECT_TRUE(a == b);
+  EXPECT_FALSE(a == c);
+  EXPECT_TRUE(a != c);
+  EXPECT_EQ(std::hash<Message>{}(a), std::hash<Message>{}(b));
+  EXPECT_EQ(std::hash<Message>{}(a), std::hash<std::string>{}("m1"));
+  std::unordered_set<Message> set{a, b, c};
+  EXPECT_EQ(set.size(), 2u);
+}
+
+// find: the first element with the same id, or with the same non-zero
+// randomId and the same type.
+TEST(Message, FindMatchesByIdOrByRandomIdAndType) {
+  auto list = std::vector<std::shared_ptr<Message>>{
+      std::make_shared<Message>(make("1", 0, "reply")),
+      std::make_shared<Message>(make("2", 50, "reply")),
+      std::make_shared<Message>(make("3", 50, "note")),
+      std::make_shared<Message>(make("1", 60, "reply")),
+  };
+  struct Case {
+    Message probe;
+    int index;  // -1: nothing
+  } cases[] = {
+      {make("1", 0, "other"), 0},       // by id, first of two with id "1"
+      {make("3", 0, "reply"), 2},       // by id even with another type
+      {make("x", 50, "reply"), 1},      // by randomId and type
+      {make("x", 50, "note"), 2},       // same randomId, the matching type wins
+      {make("x", 50, "other"), -1},     // same randomId, no type
+      {make("x", 0, "reply"), -1},      // randomId 0 never matches by rule 2
+      {make("x", 60, "reply"), 3},
+      {make("x", 61, "reply"), -1},
+  };
+  for (const auto& c : cases) {
+    auto found = find(list, c.probe);
+    if (c.index < 0) {
+      EXPECT_EQ(found, nullptr) << c.probe.id << "/" << c.probe.randomId;
+    } else {
+      EXPECT_EQ(found, list[static_cast<std::size_t>(c.index)])  // the very object
+          << c.probe.id << "/" << c.probe.randomId << "/" << c.probe.type;
+    }
+  }
+  EXPECT_EQ(find({}, make("1", 50, "reply")), nullptr);
+  EXPECT_EQ(find({nullptr}, make("1", 50, "reply")), nullptr);
+  EXPECT_FALSE(matches(make("x", 0, "reply"), make("y", 0, "reply")));
+  EXPECT_TRUE(matches(make("", 0, "a"), make("", 0, "b")));  // equal empty ids
+}
+
+}  // namespace
+}  // namespace tavrel
