@@ -1,6 +1,8 @@
 #include "tavrel/core/json_decoder.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -119,22 +121,42 @@ void failRange(const JsonNode& node, std::int64_t value) {
 
 namespace {
 
-// Parsers are reused per thread; a stack, since a record decoder may decode
-// another text while its own document is open.
+// Parsers are reused per thread, each with a padded input buffer of its own;
+// a stack, since a record decoder may decode another text while its own
+// document is open.
 constexpr std::size_t kMaxKeptCapacity = std::size_t{64} << 20;
 
-struct ParserPool {
-  std::vector<std::unique_ptr<dom::parser>> idle;
+struct Parser {
+  dom::parser dom;
+  std::unique_ptr<char[]> input;  // the bytes, copied with the parser's padding
+  std::size_t inputCapacity = 0;
 
-  std::unique_ptr<dom::parser> take() {
-    if (idle.empty()) return std::make_unique<dom::parser>();
+  simdjson::error_code parse(std::string_view bytes, dom::element& root) {
+    if (inputCapacity < bytes.size() || !input) {
+      std::size_t capacity = std::max(bytes.size(), inputCapacity * 2);
+      input = std::make_unique_for_overwrite<char[]>(capacity + simdjson::SIMDJSON_PADDING);
+      inputCapacity = capacity;
+    }
+    if (!bytes.empty()) std::memcpy(input.get(), bytes.data(), bytes.size());
+    std::memset(input.get() + bytes.size(), 0, simdjson::SIMDJSON_PADDING);
+    return dom.parse(input.get(), bytes.size(), false).get(root);
+  }
+};
+
+struct ParserPool {
+  std::vector<std::unique_ptr<Parser>> idle;
+
+  std::unique_ptr<Parser> take() {
+    if (idle.empty()) return std::make_unique<Parser>();
     auto parser = std::move(idle.back());
     idle.pop_back();
     return parser;
   }
-  void give(std::unique_ptr<dom::parser> parser) {
+  void give(std::unique_ptr<Parser> parser) {
     // A parser that grew for a huge document is not worth keeping.
-    if (parser->capacity() <= kMaxKeptCapacity) idle.push_back(std::move(parser));
+    if (parser->dom.capacity() <= kMaxKeptCapacity && parser->inputCapacity <= kMaxKeptCapacity) {
+      idle.push_back(std::move(parser));
+    }
   }
 };
 
@@ -151,10 +173,10 @@ class PooledParser {
   }
   PooledParser(const PooledParser&) = delete;
   PooledParser& operator=(const PooledParser&) = delete;
-  dom::parser& operator*() { return *parser_; }
+  Parser& operator*() { return *parser_; }
 
  private:
-  std::unique_ptr<dom::parser> parser_;
+  std::unique_ptr<Parser> parser_;
 };
 
 }  // namespace
@@ -164,7 +186,7 @@ std::optional<DecodingError> visitJson(std::string_view bytes, RootVisitor visit
   try {
     PooledParser parser;
     dom::element root;
-    if (auto error = (*parser).parse(bytes.data(), bytes.size()).get(root)) {
+    if (auto error = (*parser).parse(bytes, root)) {
       return DecodingError(DecodingError::Kind::dataCorrupted, "",
                            std::string("the data is not valid JSON: ") +
                                simdjson::error_message(error));
