@@ -152,9 +152,12 @@ class Registry {
         const char* named = std::getenv(environmentVariable);
         if (named && *named) directory = fs::path(named);
       }
-      std::error_code ec;
-      if (!directory || !fs::is_directory(*directory, ec)) return nullptr;
+      if (!directory) return nullptr;
+      // A directory read once stays the bundle until the registration or the
+      // variable changes.
       if (entry.loaded && entry.loaded->directory() == *directory) return entry.loaded;
+      std::error_code ec;
+      if (!fs::is_directory(*directory, ec)) return nullptr;
       fresh = entry.loaded = std::make_shared<const LoadedBundle>(*directory);
     }
     // Outside the lock: a debug sink may call back into the registry.

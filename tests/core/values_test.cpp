@@ -35,6 +35,9 @@ TEST(Result, AccessorsAndTranslateKeepSuccessOrError) {
   });
   EXPECT_FALSE(called);
   EXPECT_EQ(passed.error(), Error::custom("bad"));
+  EXPECT_EQ(ok, Result<int>(21));
+  EXPECT_FALSE(ok == Result<int>(Error::empty()));
+  EXPECT_FALSE(failed == Result<int>(Error::debug("bad")));
 
   // A move-only payload moves through translate and success.
   Result<std::unique_ptr<int>> owned = std::make_unique<int>(5);

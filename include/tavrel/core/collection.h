@@ -2,6 +2,7 @@
 // Helpers on collections.
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <ranges>
 #include <unordered_set>
