@@ -1,0 +1,62 @@
+// `tavrel emoji escape|unescape`: converts standard input between emoji and
+// colon-delimited shortnames and writes the result on standard output.
+#include <istream>
+#include <ostream>
+#include <string>
+
+#include "command.h"
+#include "tavrel/emoji/conversion.h"
+
+namespace tavrel::cli {
+namespace {
+
+constexpr const char* kUsage =
+    "usage: tavrel emoji escape|unescape\n"
+    "\n"
+    "Reads UTF-8 text on standard input and writes it on standard output:\n"
+    "  escape    each emoji becomes its shortname between colons, as :smile:\n"
+    "            (the bare \"#\" and the digits are emoji too)\n"
+    "  unescape  each known :shortname: becomes its emoji\n"
+    "Every other byte, valid UTF-8 or not, is written unchanged.\n";
+
+std::string readAll(std::istream& in) {
+  std::string all;
+  char chunk[1 << 16];
+  while (in.read(chunk, sizeof chunk) || in.gcount() > 0) {
+    all.append(chunk, static_cast<std::size_t>(in.gcount()));
+  }
+  return all;
+}
+
+int runEmoji(std::span<const std::string> args, Io io) {
+  if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
+    io.out << kUsage;
+    return 0;
+  }
+  if (args.size() != 1 || (args[0] != "escape" && args[0] != "unescape")) {
+    io.err << (args.empty() ? std::string("tavrel emoji: missing direction\n")
+                            : "tavrel emoji: unexpected argument '" + args.back() + "'\n")
+           << kUsage;
+    return 2;
+  }
+  const std::string input = readAll(io.in);
+  if (io.in.bad()) {
+    io.err << "tavrel emoji: cannot read standard input\n";
+    return 1;
+  }
+  const std::string output =
+      args[0] == "escape" ? emojiEscapedString(input) : emojiUnescapedString(input);
+  io.out.write(output.data(), static_cast<std::streamsize>(output.size()));
+  io.out.flush();
+  if (!io.out) {
+    io.err << "tavrel emoji: cannot write standard output\n";
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+TAVREL_COMMAND("emoji", "converts emoji to :shortnames: and back (stdin to stdout)", runEmoji);
+
+}  // namespace tavrel::cli
