@@ -80,6 +80,7 @@ TEST(Operators, DebounceOnVirtualTime) {
     }
     scheduler->start();
     EXPECT_EQ(got, c.expected) << c.name;
+    d.dispose();
   }
 
   // Disposal cancels the pending element.

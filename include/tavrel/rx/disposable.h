@@ -31,6 +31,11 @@ class DisposeBag;
 // waited for; one running on the calling thread (disposal from inside
 // `onNext`) is not. So never dispose while holding a lock that the
 // subscription's callbacks take.
+//
+// A subscription lives until its stream ends or it is disposed, whether or
+// not anyone keeps the handle: the producer holds it. One that never ends and
+// is never disposed stays alive with its producer's captures; keep such
+// subscriptions in a `DisposeBag`.
 class Disposable {
  public:
   Disposable() = default;
