@@ -12,6 +12,9 @@
 #include "http/curl_error_mapping.h"
 
 namespace tavrel {
+namespace {
+constexpr std::size_t kIdleHandles = 64;
+}  // namespace
 
 // One request from send() to its completion. Owned by the I/O thread's table
 // while in flight; the handle only ever asks for cancellation.
@@ -49,6 +52,8 @@ struct HttpTransport::Core {
   // I/O thread only.
   CURLSH* share = nullptr;
   std::unordered_map<CURL*, std::shared_ptr<State>> active;
+  std::vector<CURL*> idle;  // finished handles, reset, kept for reuse
+  std::thread::id ioThread;
 
   // Requires mutex held.
   void startLocked(const std::shared_ptr<Core>& self) {
@@ -61,10 +66,12 @@ struct HttpTransport::Core {
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
     thread = std::thread([self] { self->run(); });
+    ioThread = thread.get_id();
   }
 
+  // Wakes the I/O thread; from that thread itself the loop comes round anyway.
   void wakeLocked() {
-    if (multi) curl_multi_wakeup(multi);
+    if (multi && std::this_thread::get_id() != ioThread) curl_multi_wakeup(multi);
   }
 
   void run();
@@ -114,7 +121,13 @@ std::size_t onHeader(char* data, std::size_t, std::size_t size, void* user) {
 
 void HttpTransport::Core::begin(const std::shared_ptr<State>& state) {
   const HttpRequest& req = state->request;
-  CURL* e = curl_easy_init();
+  CURL* e = nullptr;
+  if (!idle.empty()) {
+    e = idle.back();
+    idle.pop_back();
+  } else {
+    e = curl_easy_init();
+  }
   if (!e) {
     complete(*state, URLError(URLError::Code::unknown, "cannot create a transfer"));
     return;
@@ -203,7 +216,12 @@ void HttpTransport::Core::complete(State& state, HttpResult result) {
   state.finished = true;
   if (state.easy) {
     curl_multi_remove_handle(multi, state.easy);
-    curl_easy_cleanup(state.easy);
+    if (idle.size() < kIdleHandles && multi) {
+      curl_easy_reset(state.easy);
+      idle.push_back(state.easy);
+    } else {
+      curl_easy_cleanup(state.easy);
+    }
     state.easy = nullptr;
   }
   curl_slist_free_all(state.headerList);
@@ -263,7 +281,12 @@ void HttpTransport::Core::run() {
       active.erase(it);
       finish(*state, msg->data.result);
     }
-    curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+    bool more;
+    {
+      std::lock_guard lock(mutex);
+      more = !incoming.empty() || !cancels.empty() || !jobs.empty() || stopping;
+    }
+    if (!more) curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
   }
   shutdown();
 }
@@ -292,6 +315,8 @@ void HttpTransport::Core::shutdown() {
       }
     }
   }
+  for (CURL* e : idle) curl_easy_cleanup(e);
+  idle.clear();
   std::lock_guard lock(mutex);
   curl_multi_cleanup(multi);
   multi = nullptr;

@@ -222,6 +222,18 @@ TEST(MoyaProvider, RxRequestSucceedsFailsAndCancelsOnDispose) {
   EXPECT_FALSE(delivered);
 }
 
+TEST(MoyaProvider, SharedTransportRefusesA50MBBodyByDefault) {
+  TestHttpServer server;
+  MoyaProvider<FakeTarget> provider;  // the process-wide transport, shut down at exit
+  EXPECT_EQ(&provider.session(), &HttpTransport::shared());
+  server.enqueue(Reply::huge(50u * 1024 * 1024));
+  auto outcome = call(provider, targetAt(server, "huge"));
+  ASSERT_TRUE(std::holds_alternative<MoyaError>(outcome.result));
+  const auto& error = std::get<MoyaError>(outcome.result);
+  ASSERT_TRUE(error.urlError());
+  EXPECT_EQ(error.urlError()->code(), URLError::Code::dataLengthExceedsMaximum);
+}
+
 TEST(NetworkLoggerPlugin, MasksSecretsInURLsAndBodies) {
   struct Row {
     std::string in;
