@@ -1,6 +1,8 @@
 #pragma once
 // The three things a stream can say: an element, an error, or completion.
 
+#include <concepts>
+#include <cstddef>
 #include <exception>
 #include <stdexcept>
 #include <type_traits>

@@ -107,8 +107,6 @@ class CallbackSink final : public ObserverBase<T>, public DisposableBase {
         } catch (...) {
           reportCallbackException("onError", std::current_exception());
         }
-      } else {
-        reportCallbackException("unhandled stream error", error);
       }
     }
     upstream_.dispose();
@@ -172,8 +170,8 @@ class Observable {
     return Disposable(sink);
   }
 
-  // Subscribes callbacks; any of them may be empty. An error with no
-  // `onError` is reported through `debugPrint`.
+  // Subscribes callbacks; any of them may be empty (an error without
+  // `onError` just ends the subscription).
   Disposable subscribe(std::function<void(const T&)> onNext,
                        std::function<void(std::exception_ptr)> onError = {},
                        std::function<void()> onCompleted = {}) const {
@@ -248,6 +246,7 @@ class Observable {
   // Delivered on the main queue; an error becomes `onErrorJustReturn` and the end.
   auto asDriver(T onErrorJustReturn) const;
 
+ private:
   // Runs the producer for `observer`, turning an exception into an error.
   Disposable run(const Observer<T>& observer) const {
     try {
@@ -258,7 +257,6 @@ class Observable {
     }
   }
 
- private:
   explicit Observable(std::shared_ptr<const SubscribeFunction> fn) : subscribe_(std::move(fn)) {}
 
   std::shared_ptr<const SubscribeFunction> subscribe_;
@@ -305,3 +303,6 @@ Observable<T>::Observable()
 #include "tavrel/rx/operators/combine.h"
 #include "tavrel/rx/operators/time.h"
 #include "tavrel/rx/operators/share.h"
+// The conversions declared above.
+#include "tavrel/rx/single.h"
+#include "tavrel/rx/driver.h"

@@ -42,8 +42,7 @@ class Single {
   // Fails with `error` at once.
   static Single error(std::exception_ptr error) { return Single(rx::error<T>(std::move(error))); }
 
-  // Subscribes callbacks; either may be empty (an error without `onError` is
-  // reported through `debugPrint`).
+  // Subscribes callbacks; either may be empty.
   Disposable subscribe(std::function<void(const T&)> onSuccess,
                        std::function<void(std::exception_ptr)> onError = {}) const {
     return source_.subscribe(std::move(onSuccess), std::move(onError));
