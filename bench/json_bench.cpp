@@ -157,7 +157,7 @@ void BM_JsonValueDecode(benchmark::State& state) {
 }
 BENCHMARK(BM_JsonValueDecode)->Unit(benchmark::kMicrosecond);
 
-// The same without freeing the tree, which is about half of the cost above.
+// The same without freeing the tree, which is most of the cost above.
 void BM_JsonValueDecodeKeep(benchmark::State& state) {
   for (auto _ : state) {
     auto result = tavrel::decodeJson<tavrel::JsonValue>(answer());

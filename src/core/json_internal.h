@@ -65,6 +65,9 @@ class JsonContext {
   std::string keys_;
 };
 
+// Appends formatDouble(value) to `out`.
+void appendDouble(std::string& out, double value);
+
 // Builds the JsonValue of a parsed element, by the order of attempts.
 JsonValue makeJsonValue(dom::element element);
 

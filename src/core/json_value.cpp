@@ -29,7 +29,9 @@ JsonValue::~JsonValue() = default;
 
 // --- text forms ----------------------------------------------------------------------
 
-std::string formatDouble(double value) {
+namespace detail {
+
+void appendDouble(std::string& out, double value) {
   // Plain digits for magnitudes in [1e-4, 2^53), an exponent outside, each in
   // the shortest form that reads back.
   char buffer[64];
@@ -38,9 +40,20 @@ std::string formatDouble(double value) {
                     ? std::chars_format::fixed
                     : std::chars_format::scientific;
   auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value, format);
-  std::string out(buffer, ec == std::errc() ? end : buffer);
-  if (!std::isfinite(value)) return out;  // "inf", "-inf", "nan"
-  if (out.find_first_of(".e") == std::string::npos) out += ".0";
+  if (ec != std::errc()) end = buffer;
+  out.append(buffer, end);
+  if (!std::isfinite(value)) return;  // "inf", "-inf", "nan"
+  if (std::string_view(buffer, static_cast<std::size_t>(end - buffer)).find_first_of(".e") ==
+      std::string_view::npos) {
+    out += ".0";
+  }
+}
+
+}  // namespace detail
+
+std::string formatDouble(double value) {
+  std::string out;
+  detail::appendDouble(out, value);
   return out;
 }
 

@@ -1,9 +1,9 @@
 #include "tavrel/core/json_writer.h"
 
-#include <simdjson.h>
-
 #include <charconv>
 #include <cmath>
+
+#include "core/json_internal.h"
 
 namespace tavrel {
 
@@ -125,14 +125,7 @@ void JsonWriter::value(double number) {
     return;
   }
   beforeValue();
-  out_ += formatDouble(number);
-  needComma_ = true;
-}
-
-void JsonWriter::rawValue(std::string_view json) {
-  if (failed()) return;
-  beforeValue();
-  out_.append(json);
+  detail::appendDouble(out_, number);
   needComma_ = true;
 }
 

@@ -74,9 +74,6 @@ class JsonWriter {
     write(v);
   }
 
-  // Puts already encoded JSON text in value position, unchecked.
-  void rawValue(std::string_view json);
-
   // Marks the writer as failed; later writes are ignored. The first failure
   // is kept.
   void fail(std::string message);
