@@ -1,6 +1,7 @@
 #include "tavrel/http/endpoint.h"
 
 #include <atomic>
+#include <cstdio>
 #include <random>
 
 #include "tavrel/core/json_writer.h"

@@ -1,5 +1,7 @@
 #include "tavrel/http/moya_error.h"
 
+#include <stdexcept>
+
 namespace tavrel {
 namespace {
 

@@ -1,6 +1,7 @@
 #include "tavrel/http/moya_provider.h"
 
 #include <fstream>
+#include <stdexcept>
 
 namespace tavrel {
 namespace {

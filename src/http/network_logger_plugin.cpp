@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <ctime>
-#include <regex>
 
 #include "tavrel/core/log.h"
 
@@ -51,10 +50,67 @@ std::string maskPairs(std::string_view text) {
   return out;
 }
 
-std::string maskJson(const std::string& text) {
-  static const std::regex member(
-      R"re(("(?:auth_token|hash)"\s*:\s*)("(?:[^"\\]|\\.)*"|[^,}\]\s]+))re");
-  return std::regex_replace(text, member, "$1\"***\"");
+// The index just past the JSON string that starts at text[i] (a quote).
+std::size_t skipString(std::string_view text, std::size_t i) {
+  for (++i; i < text.size(); ++i) {
+    if (text[i] == '\\') {
+      ++i;
+    } else if (text[i] == '"') {
+      return i + 1;
+    }
+  }
+  return text.size();
+}
+
+// The index just past the JSON value that starts at text[i].
+std::size_t skipValue(std::string_view text, std::size_t i) {
+  if (i >= text.size()) return i;
+  if (text[i] == '"') return skipString(text, i);
+  if (text[i] == '{' || text[i] == '[') {
+    int depth = 0;
+    while (i < text.size()) {
+      char c = text[i];
+      if (c == '"') {
+        i = skipString(text, i);
+        continue;
+      }
+      if (c == '{' || c == '[') ++depth;
+      if ((c == '}' || c == ']') && --depth == 0) return i + 1;
+      ++i;
+    }
+    return i;
+  }
+  auto end = text.find_first_of(",}] \t\r\n", i);
+  return end == std::string_view::npos ? text.size() : end;
+}
+
+bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// Members "auth_token": value and "hash": value at any depth.
+std::string maskJson(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  std::size_t i = 0;
+  while (i < text.size()) {
+    if (text[i] != '"') {
+      out.push_back(text[i++]);
+      continue;
+    }
+    std::size_t end = skipString(text, i);
+    std::string_view token = text.substr(i, end - i);
+    out.append(token);
+    i = end;
+    if (token.size() < 2 || !isSecretName(token.substr(1, token.size() - 2))) continue;
+    std::size_t j = i;
+    while (j < text.size() && isSpace(text[j])) ++j;
+    if (j >= text.size() || text[j] != ':') continue;
+    ++j;
+    while (j < text.size() && isSpace(text[j])) ++j;
+    out.append(text.substr(i, j - i));
+    out.append("\"***\"");
+    i = skipValue(text, j);
+  }
+  return out;
 }
 
 }  // namespace
@@ -62,7 +118,7 @@ std::string maskJson(const std::string& text) {
 std::string NetworkLoggerPlugin::maskSecrets(std::string_view text) {
   auto first = text.find_first_not_of(" \t\r\n");
   if (first != std::string_view::npos && (text[first] == '{' || text[first] == '[')) {
-    return maskJson(std::string(text));
+    return maskJson(text);
   }
   return maskPairs(text);
 }

@@ -247,6 +247,8 @@ TEST(NetworkLoggerPlugin, MasksSecretsInURLsAndBodies) {
       {R"({"auth_token":"t\"x","user":{"hash": "h","n":1},"k":2})",
        R"({"auth_token":"***","user":{"hash": "***","n":1},"k":2})"},
       {R"([{"hash":12}])", R"([{"hash":"***"}])"},
+      {R"({"hash":{"a":[1,"}"]},"x":"hash"})", R"({"hash":"***","x":"hash"})"},
+      {R"({"note":"auth_token: x","auth_token" : null})", R"({"note":"auth_token: x","auth_token" : "***"})"},
       {"plain text", "plain text"},
   };
   for (const auto& row : rows) EXPECT_EQ(NetworkLoggerPlugin::maskSecrets(row.in), row.out);
