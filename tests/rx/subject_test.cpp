@@ -85,6 +85,20 @@ TEST(Subjects, ReentrantSubscribeAndDisposeFromACallback) {
   s.onNext(2);
   EXPECT_EQ(log, (std::vector<std::string>{"first 1", "second 2"}));
 
+  // An element emitted from a callback comes after that callback, for everyone.
+  PublishSubject<int> echo;
+  std::vector<std::string> order;
+  echo.asObservable()
+      .subscribe([&](int x) {
+        order.push_back("a" + std::to_string(x));
+        if (x == 1) echo.onNext(2);
+        order.push_back("a" + std::to_string(x) + " done");
+      })
+      .disposed(bag);
+  echo.asObservable().subscribe([&](int x) { order.push_back("b" + std::to_string(x)); }).disposed(bag);
+  echo.onNext(1);
+  EXPECT_EQ(order, (std::vector<std::string>{"a1", "a1 done", "b1", "a2", "a2 done", "b2"}));
+
   BehaviorSubject<int> b(1);
   std::vector<int> nested;
   b.asObservable()
@@ -129,6 +143,37 @@ TEST(Subjects, SeveralThreadsFeedingOneSubjectLoseNothingAndNeverOverlap) {
   EXPECT_EQ(sum, n * (n - 1) / 2);
   EXPECT_FALSE(overlapped);
   d.dispose();
+}
+
+TEST(Subjects, TwoThreadsFeedingSubjectsThatFeedEachOtherDoNotDeadlock) {
+  // Odd numbers cross over once; even ones stay. Serializing by holding a lock
+  // while delivering would deadlock here as soon as both threads cross.
+  constexpr int kPerThread = 3000;
+  PublishSubject<int> left, right;
+  std::atomic<int> leftSeen{0}, rightSeen{0};
+  DisposeBag bag;
+  left.asObservable()
+      .subscribe([&](int x) {
+        leftSeen.fetch_add(1);
+        if (x % 2 == 1) right.onNext(x + 1);
+      })
+      .disposed(bag);
+  right.asObservable()
+      .subscribe([&](int x) {
+        rightSeen.fetch_add(1);
+        if (x % 2 == 1) left.onNext(x + 1);
+      })
+      .disposed(bag);
+  std::thread a([&] {
+    for (int i = 0; i < kPerThread; ++i) left.onNext(i);
+  });
+  std::thread b([&] {
+    for (int i = 0; i < kPerThread; ++i) right.onNext(i);
+  });
+  a.join();
+  b.join();
+  EXPECT_EQ(leftSeen.load(), kPerThread + kPerThread / 2);
+  EXPECT_EQ(rightSeen.load(), kPerThread + kPerThread / 2);
 }
 
 TEST(Subjects, DisposalFromAnotherThreadEndsDeliveryBeforeItReturns) {

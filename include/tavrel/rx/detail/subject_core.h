@@ -2,17 +2,18 @@
 // The shared machinery of subjects, relays and `shareReplay1`: a list of
 // observers and, depending on the kind, a current value.
 //
-// Emissions are serialized per subject (several threads may feed it; each
-// observer sees one event at a time, in order). Observers are called without
-// the lock that `subscribe` and disposal need, so subscribing or disposing
-// from inside a callback is fine. Subjects that replay a value also take the
-// emission lock in `subscribe`, so that the replayed value comes before any
-// newer one; that lock is recursive, so subscribing from a callback on the
-// emitting thread is fine, and a subscriber on another thread waits for the
-// emission in progress.
+// Emissions are serialized per subject without holding a lock while
+// observers run: an event goes into the subject's queue, and whichever thread
+// finds the subject idle delivers the queue in order, including what other
+// threads add meanwhile. So several threads may feed one subject, each
+// observer sees one event at a time in the order they were accepted, and an
+// emission, subscription or disposal from inside a callback never deadlocks:
+// an event emitted from a callback is delivered after that callback returns.
+// The price: under contention `onNext` may return before its element has been
+// delivered (another thread is delivering it).
 
-#include <atomic>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -20,15 +21,16 @@
 #include <vector>
 
 #include "tavrel/rx/disposable.h"
+#include "tavrel/rx/event.h"
 #include "tavrel/rx/observer.h"
 
 namespace tavrel::rx::detail {
 
 // How a subject treats late subscribers.
 enum class ReplayMode {
-  none,           // publish: nothing replayed; after the end, only the end
-  latest,         // behavior: the current value; after the end, only the end
-  latestAndEnd,   // replay of one: the last value, and after the end, it and the end
+  none,          // publish: nothing replayed; after the end, only the end
+  latest,        // behavior: the current value; after the end, only the end
+  latestAndEnd,  // replay of one: the last value, and after the end, it and the end
 };
 
 template <class T>
@@ -38,69 +40,47 @@ class SubjectCore final : public ObserverBase<T>, public std::enable_shared_from
       : mode_(mode), value_(std::move(initial)), observers_(std::make_shared<const Observers>()) {}
 
   void onNext(const T& value) override {
-    std::lock_guard emit(emitMutex_);
-    std::shared_ptr<const Observers> snapshot;
-    {
-      std::lock_guard lock(stateMutex_);
-      if (stopped_) return;
-      if (mode_ != ReplayMode::none) value_ = value;
-      snapshot = observers_;
-    }
-    for (const auto& entry : *snapshot) {
-      try {
-        entry.observer.onNext(value);
-      } catch (...) {
-        reportCallbackException("subject onNext", std::current_exception());
-      }
-    }
+    std::unique_lock lock(mutex_);
+    if (stopped_) return;
+    if (mode_ != ReplayMode::none) value_ = value;
+    queue_.push_back(Pending{Event<T>::next(value), std::nullopt, sequence_++});
+    drain(lock);
   }
-  void onError(std::exception_ptr error) override { stop(std::move(error), false); }
-  void onCompleted() override { stop(nullptr, true); }
+  void onError(std::exception_ptr error) override { stop(Event<T>::error(std::move(error))); }
+  void onCompleted() override { stop(Event<T>::completed()); }
 
   Disposable subscribe(const Observer<T>& observer) {
-    std::unique_lock<std::recursive_mutex> emit(emitMutex_, std::defer_lock);
-    if (mode_ != ReplayMode::none) emit.lock();
-    std::optional<T> replay;
-    bool ended = false;
-    std::exception_ptr endError;
-    std::uint64_t id = 0;
-    {
-      std::lock_guard lock(stateMutex_);
-      if (stopped_) {
-        ended = true;
-        endError = error_;
-        if (mode_ == ReplayMode::latestAndEnd) replay = value_;
-      } else {
-        if (mode_ != ReplayMode::none) replay = value_;
-        id = nextId_++;
-        auto next = std::make_shared<Observers>(*observers_);
-        next->push_back(Entry{id, observer});
-        observers_ = std::move(next);
+    std::unique_lock lock(mutex_);
+    if (stopped_) {
+      if (mode_ == ReplayMode::latestAndEnd && value_) {
+        queue_.push_back(Pending{Event<T>::next(*value_), observer, sequence_});
       }
+      queue_.push_back(Pending{end_ ? *end_ : Event<T>::completed(), observer, sequence_});
+      drain(lock);
+      return Disposable();
     }
-    if (replay) observer.onNext(*replay);
-    if (!ended) {
-      std::weak_ptr<SubjectCore> weak = this->shared_from_this();
-      return Disposable::create([weak, id] {
-        if (auto core = weak.lock()) core->unsubscribe(id);
-      });
+    const std::uint64_t id = nextId_++;
+    auto next = std::make_shared<Observers>(*observers_);
+    next->push_back(Entry{id, observer, sequence_});
+    observers_ = std::move(next);
+    if (mode_ != ReplayMode::none && value_) {
+      queue_.push_back(Pending{Event<T>::next(*value_), observer, sequence_});
     }
-    if (endError) {
-      observer.onError(endError);
-    } else {
-      observer.onCompleted();
-    }
-    return Disposable();
+    drain(lock);
+    std::weak_ptr<SubjectCore> weak = this->shared_from_this();
+    return Disposable::create([weak, id] {
+      if (auto core = weak.lock()) core->unsubscribe(id);
+    });
   }
 
   // The current value; for a behavior subject it always exists.
   std::optional<T> value() const {
-    std::lock_guard lock(stateMutex_);
+    std::lock_guard lock(mutex_);
     return value_;
   }
 
   bool hasObservers() const {
-    std::lock_guard lock(stateMutex_);
+    std::lock_guard lock(mutex_);
     return !observers_->empty();
   }
 
@@ -108,36 +88,61 @@ class SubjectCore final : public ObserverBase<T>, public std::enable_shared_from
   struct Entry {
     std::uint64_t id;
     Observer<T> observer;
+    std::uint64_t firstSequence;  // events accepted before the subscription are not its
   };
   using Observers = std::vector<Entry>;
+  struct Pending {
+    Event<T> event;
+    std::optional<Observer<T>> target;  // one late subscriber, or everyone
+    std::uint64_t sequence;
+  };
 
-  void stop(std::exception_ptr error, bool completed) {
-    std::lock_guard emit(emitMutex_);
-    std::shared_ptr<const Observers> snapshot;
-    {
-      std::lock_guard lock(stateMutex_);
-      if (stopped_) return;
-      stopped_ = true;
-      error_ = error;
-      snapshot = std::move(observers_);
-      observers_ = std::make_shared<const Observers>();
-    }
-    for (const auto& entry : *snapshot) {
-      try {
-        if (completed) {
-          entry.observer.onCompleted();
-        } else {
-          entry.observer.onError(error);
-        }
-      } catch (...) {
-        reportCallbackException("subject end", std::current_exception());
+  void stop(Event<T> end) {
+    std::unique_lock lock(mutex_);
+    if (stopped_) return;
+    stopped_ = true;
+    end_ = end;
+    queue_.push_back(Pending{std::move(end), std::nullopt, sequence_++});
+    drain(lock);
+  }
+
+  // Delivers the queue unless another call is already doing so.
+  void drain(std::unique_lock<std::mutex>& lock) {
+    if (draining_) return;
+    draining_ = true;
+    while (!queue_.empty()) {
+      Pending item = std::move(queue_.front());
+      queue_.pop_front();
+      std::shared_ptr<const Observers> snapshot;
+      if (!item.target) {
+        snapshot = observers_;
+        if (item.event.isStopEvent()) observers_ = std::make_shared<const Observers>();
       }
+      lock.unlock();
+      if (item.target) {
+        deliver(*item.target, item.event);
+      } else {
+        for (const auto& entry : *snapshot) {
+          if (entry.firstSequence <= item.sequence) deliver(entry.observer, item.event);
+        }
+      }
+      snapshot.reset();
+      lock.lock();
+    }
+    draining_ = false;
+  }
+
+  static void deliver(const Observer<T>& observer, const Event<T>& event) {
+    try {
+      observer.on(event);
+    } catch (...) {
+      reportCallbackException("subject observer", std::current_exception());
     }
   }
 
   void unsubscribe(std::uint64_t id) {
     std::shared_ptr<const Observers> old;
-    std::lock_guard lock(stateMutex_);
+    std::lock_guard lock(mutex_);
     auto next = std::make_shared<Observers>();
     next->reserve(observers_->size());
     for (const auto& e : *observers_) {
@@ -148,13 +153,15 @@ class SubjectCore final : public ObserverBase<T>, public std::enable_shared_from
   }
 
   const ReplayMode mode_;
-  std::recursive_mutex emitMutex_;
-  mutable std::mutex stateMutex_;
+  mutable std::mutex mutex_;
   std::optional<T> value_;
+  std::optional<Event<T>> end_;
   std::shared_ptr<const Observers> observers_;
+  std::deque<Pending> queue_;
+  bool draining_ = false;
+  std::uint64_t sequence_ = 0;
   std::uint64_t nextId_ = 0;
   bool stopped_ = false;
-  std::exception_ptr error_;
 };
 
 }  // namespace tavrel::rx::detail
