@@ -44,8 +44,19 @@ class MoyaProviderBase {
   HttpTransport* transport_;
 };
 
+// The interface of a provider of one target type, for code that wants to
+// stand in for one (tests, decorators).
 template <class Target>
-class MoyaProvider : public MoyaProviderBase {
+class MoyaProviderType {
+ public:
+  virtual ~MoyaProviderType() = default;
+  // Sends the target's request; the completion runs exactly once.
+  virtual RequestHandle request(const Target& target,
+                                MoyaProviderBase::Completion completion) const = 0;
+};
+
+template <class Target>
+class MoyaProvider : public MoyaProviderBase, public MoyaProviderType<Target> {
   static_assert(std::is_base_of_v<TargetType, Target>, "a target derives from TargetType");
 
  public:
@@ -57,7 +68,7 @@ class MoyaProvider : public MoyaProviderBase {
 
   // Sends the target's request; the completion gets the answer (whatever its
   // status, unless the target validates) or the MoyaError.
-  RequestHandle request(const Target& target, Completion completion) const {
+  RequestHandle request(const Target& target, Completion completion) const override {
     auto copy = std::make_shared<const Target>(target);
     return perform(copy, endpoint(*copy), std::move(completion));
   }
@@ -65,7 +76,7 @@ class MoyaProvider : public MoyaProviderBase {
   // The reactive face of a provider: provider.rx().request(target).
   class Reactive {
    public:
-    explicit Reactive(const MoyaProvider& provider) : provider_(&provider) {}
+    explicit Reactive(const MoyaProviderType<Target>& provider) : provider_(&provider) {}
 
     // A single that sends the request at each subscription and succeeds with
     // the answer, or fails with the MoyaError (a failure below HTTP is
@@ -73,7 +84,7 @@ class MoyaProvider : public MoyaProviderBase {
     // of the subscription cancels the request. The provider must still be
     // alive when the single is subscribed.
     rx::Single<HttpResponse> request(const Target& target) const {
-      const MoyaProvider* provider = provider_;
+      const MoyaProviderType<Target>* provider = provider_;
       return rx::Single<HttpResponse>::create(
           [provider, target](const rx::SingleObserver<HttpResponse>& observer) {
             auto handle = provider->request(target, [observer](MoyaResult result) {
@@ -88,7 +99,7 @@ class MoyaProvider : public MoyaProviderBase {
     }
 
    private:
-    const MoyaProvider* provider_;
+    const MoyaProviderType<Target>* provider_;
   };
 
   Reactive rx() const { return Reactive(*this); }
