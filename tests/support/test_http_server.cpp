@@ -116,8 +116,14 @@ struct TestHttpServer::Impl {
       }
       h = handler;
     }
-    if (h) return h(request);
-    return Reply::text(200, "");
+    if (!h) return Reply::text(200, "");
+    try {
+      return h(request);
+    } catch (const std::exception& e) {
+      return Reply::text(500, std::string("handler failed: ") + e.what());
+    } catch (...) {
+      return Reply::text(500, "handler failed");
+    }
   }
 
   void accept();

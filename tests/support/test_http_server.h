@@ -76,7 +76,8 @@ class TestHttpServer {
   // Queues a reply; queued replies are used first, in order.
   void enqueue(Reply reply);
   // Answers requests once the queue is empty; without one the server
-  // answers 200 with an empty body.
+  // answers 200 with an empty body. It runs on the server's thread; an
+  // exception from it becomes a 500 answer.
   void setHandler(Handler handler);
 
   // Everything recorded so far, in arrival order.
