@@ -30,7 +30,8 @@ class DisposeBag;
 // of it starts any more. A callback already running on another thread is
 // waited for; one running on the calling thread (disposal from inside
 // `onNext`) is not. So never dispose while holding a lock that the
-// subscription's callbacks take.
+// subscription's callbacks take, and do not have two threads' callbacks
+// dispose each other's subscriptions at the same moment.
 //
 // A subscription lives until its stream ends or it is disposed, whether or
 // not anyone keeps the handle: the producer holds it. One that never ends and
