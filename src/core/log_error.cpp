@@ -48,8 +48,8 @@ std::string functionNameByStrippingParameters(std::string_view name) {
 
 }  // namespace SystemData
 
-LogError::LogError(std::string_view message, std::source_location where)
-    : LogError(message, where.file_name(), where.function_name(), static_cast<long>(where.line())) {}
+LogError::LogError(std::string_view message, SourcePlace where)
+    : LogError(message, where.file, where.function, where.line) {}
 
 LogError::LogError(std::string_view message, std::string_view file, std::string_view function, long line) {
   text_ = SystemData::logDateFormatter()(std::chrono::system_clock::now()) + " " + SystemData::fileName(file) +
