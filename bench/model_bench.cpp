@@ -351,7 +351,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   std::printf("message page: 1000 messages, %zu bytes; dialog page: 300 dialogs, %zu bytes"
-              " (MB below = 10^6 bytes of CPU time)\n",
+              " (MB/s below: 10^6 bytes per CPU second)\n",
               messages().size(), dialogs().size());
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -22,34 +22,24 @@ std::string message(const std::vector<Change>& changes = {}) {
   return objectJson(messageMembers(), changes);
 }
 
-Message decoded(const std::string& json) {
-  auto result = decodeJson<Message>(json);
-  if (!result) ADD_FAILURE() << json << " -> " << result.error().what();
-  return result ? std::move(result).value() : Message("?", 0, "", "", 0, "", false, "", "", {}, {}, {}, {}, {});
-}
-
 Message make(std::string id, std::int64_t randomId, std::string type) {
   return Message(std::move(id), randomId, "", std::move(type), 0, "", false, "", "", {}, {}, {},
                  {}, {});
 }
 
+Message decoded(const std::string& json) {
+  auto result = decodeJson<Message>(json);
+  if (!result) ADD_FAILURE() << json << " -> " << result.error().what();
+  return result ? std::move(result).value() : make("?", 0, "");
+}
+
 TEST(Message, DecodesEveryField) {
   Message m = decoded(message());
-  EXPECT_EQ(m.id, "m1");
-  EXPECT_EQ(m.randomId, 77);
   EXPECT_EQ(m.body, "Привет! 👋");
-  EXPECT_EQ(m.type, "reply");
-  EXPECT_EQ(m.created, 1700000000);
-  EXPECT_EQ(m.direction, "u2a");
-  EXPECT_TRUE(m.read);
-  EXPECT_EQ(m.sentVia, "ios");
-  EXPECT_EQ(m.replyType, "text");
   EXPECT_EQ(m.from.getString("name"), "Аня");  // a tree, not a Person
-  EXPECT_EQ(m.conversation, "c1");
-  ASSERT_TRUE(m.bodyJson && m.metaData && m.attachments);
-  EXPECT_EQ(*m.bodyJson, decodeJson<JsonValue>(R"({"blocks":[1,2.5,"x",true,null]})").value());
-  EXPECT_EQ(m.metaData->getString("k"), "v");
-  EXPECT_EQ(m.attachments->getItemFromArray(0)->getString("size"), "12");
+  // Every field comes back out under its own key.
+  EXPECT_EQ(decodeJson<JsonValue>(encodeJson(m).value()).value(),
+            decodeJson<JsonValue>(message()).value());
 }
 
 // "id": a string as it is, a 64-bit integer as its digits, anything else "".
@@ -58,20 +48,11 @@ TEST(Message, IdIsAlwaysText) {
     std::optional<std::string> json;  // nullopt: no "id" at all
     std::string id;
   } cases[] = {
-      {R"("17")", "17"},
-      {"17", "17"},
-      {"-5", "-5"},
-      {"0", "0"},
+      {R"("17")", "17"}, {"17", "17"}, {"-5", "-5"}, {"0", "0"},
       {"9223372036854775807", "9223372036854775807"},
       {"9223372036854775808", ""},  // beyond the 64-bit range
-      {"1.5", ""},
-      {"true", ""},
-      {"null", ""},
-      {std::nullopt, ""},
-      {R"({"id":"17"})", ""},
-      {R"(["17"])", ""},
-      {R"("")", ""},
-      {R"("Ёж 🦔")", "Ёж 🦔"},
+      {"1.5", ""}, {"true", ""}, {"null", ""}, {std::nullopt, ""}, {R"({"id":"17"})", ""},
+      {R"(["17"])", ""}, {R"("")", ""}, {R"("Ёж 🦔")", "Ёж 🦔"},
   };
   for (const auto& c : cases) {
     std::string json = message({{"id", c.json}});
@@ -87,12 +68,9 @@ TEST(Message, LenientFieldsFallBackToDefaults) {
     std::optional<std::string> read;
     bool expectedRead;
   } cases[] = {
-      {std::nullopt, 0, std::nullopt, false},
-      {"null", 0, "null", false},
-      {R"("5")", 0, R"("true")", false},
-      {"1.5", 0, "1", false},
-      {"{}", 0, "[]", false},
-      {"-9", -9, "false", false},
+      {std::nullopt, 0, std::nullopt, false}, {"null", 0, "null", false},
+      {R"("5")", 0, R"("true")", false},      {"1.5", 0, "1", false},
+      {"{}", 0, "[]", false},                 {"-9", -9, "false", false},
       {"42", 42, "true", true},
   };
   for (const auto& c : cases) {
@@ -106,14 +84,12 @@ TEST(Message, LenientFieldsFallBackToDefaults) {
 // Optional keys tolerate absence and null only; "from" is required but null
 // is a value there (the empty tree).
 TEST(Message, OptionalKeysAndNullFrom) {
-  Message bare = decoded(message({{"conversation", std::nullopt},
-                                  {"body_json", std::nullopt},
-                                  {"meta_data", std::nullopt},
-                                  {"attachments", std::nullopt}}));
-  EXPECT_FALSE(bare.conversation || bare.bodyJson || bare.metaData || bare.attachments);
-  Message nulls = decoded(message(
-      {{"conversation", "null"}, {"body_json", "null"}, {"meta_data", "null"}, {"attachments", "null"}}));
-  EXPECT_FALSE(nulls.conversation || nulls.bodyJson || nulls.metaData || nulls.attachments);
+  for (const char* value : {static_cast<const char*>(nullptr), "null"}) {
+    auto v = value ? std::optional<std::string>(value) : std::nullopt;
+    Message m = decoded(message(
+        {{"conversation", v}, {"body_json", v}, {"meta_data", v}, {"attachments", v}}));
+    EXPECT_FALSE(m.conversation || m.bodyJson || m.metaData || m.attachments) << value;
+  }
   Message scalars = decoded(message({{"body_json", R"("x")"}, {"meta_data", "3"}, {"attachments", "[]"}}));
   EXPECT_EQ(scalars.bodyJson, JsonValue("x"));
   EXPECT_EQ(scalars.metaData, JsonValue(3));
@@ -128,14 +104,12 @@ TEST(Message, RequiredKeysAndWrongTypesFailTheMessage) {
     std::vector<Change> changes;
     Kind kind;
     std::string path;
-  } cases[] = {
-      {{{"body", std::nullopt}}, Kind::keyNotFound, "body"},
-      {{{"type", std::nullopt}}, Kind::keyNotFound, "type"},
-      {{{"created", std::nullopt}}, Kind::keyNotFound, "created"},
-      {{{"direction", std::nullopt}}, Kind::keyNotFound, "direction"},
-      {{{"sent_via", std::nullopt}}, Kind::keyNotFound, "sent_via"},
-      {{{"reply_type", std::nullopt}}, Kind::keyNotFound, "reply_type"},
-      {{{"from", std::nullopt}}, Kind::keyNotFound, "from"},
+  };
+  std::vector<Case> cases;
+  for (const char* key : {"body", "type", "created", "direction", "sent_via", "reply_type", "from"}) {
+    cases.push_back({{{key, std::nullopt}}, Kind::keyNotFound, key});
+  }
+  cases.insert(cases.end(), {
       {{{"body", "null"}}, Kind::valueNotFound, "body"},
       {{{"reply_type", "null"}}, Kind::valueNotFound, "reply_type"},
       {{{"created", R"("1700000000")"}}, Kind::typeMismatch, "created"},
@@ -148,7 +122,7 @@ TEST(Message, RequiredKeysAndWrongTypesFailTheMessage) {
       {{{"from", std::nullopt}, {"body", std::nullopt}}, Kind::keyNotFound, "body"},
       {{{"sent_via", std::nullopt}, {"created", R"("x")"}}, Kind::typeMismatch, "created"},
       {{{"conversation", "5"}, {"from", std::nullopt}}, Kind::keyNotFound, "from"},
-  };
+  });
   for (const auto& c : cases) {
     std::string json = message(c.changes);
     auto result = decodeJson<Message>(json);
@@ -194,21 +168,6 @@ TEST(Message, EncodesAllKeysInOrder) {
   EXPECT_EQ(numeric.value().rfind(R"({"id":"42","random_id":77,)", 0), 0u) << numeric.value();
 }
 
-TEST(Message, RoundTripsThroughItsOwnJson) {
-  for (const std::string& json :
-       {message(), message({{"from", "null"}, {"conversation", std::nullopt}, {"id", "9"}})}) {
-    Message first = decoded(json);
-    std::string text = encodeJson(first).value();
-    Message second = decoded(text);
-    // The trees' own key order is free: compare the texts as trees.
-    EXPECT_EQ(decodeJson<JsonValue>(encodeJson(second).value()).value(),
-              decodeJson<JsonValue>(text).value());
-    EXPECT_EQ(second.body, first.body);
-    EXPECT_EQ(second.from, first.from);
-    EXPECT_EQ(second.attachments, first.attachments);
-  }
-}
-
 TEST(Message, EncodesThroughTheModelCaseOfJsonValue) {
   auto m = std::make_shared<Message>(decoded(message()));
   JsonValue tree(JsonValue::Object{{"m", JsonValue(std::shared_ptr<Model>(m))}});
@@ -222,7 +181,6 @@ TEST(Message, EqualityAndHashLookAtIdAlone) {
   Message b = decoded(message({{"body", R"("другое")"}, {"random_id", "1"}, {"type", R"("note")"}}));
   Message c = decoded(message({{"id", R"("m2")"}}));
   EXPECT_TRUE(a == b);
-  EXPECT_FALSE(a == c);
   EXPECT_TRUE(a != c);
   EXPECT_EQ(std::hash<Message>{}(a), std::hash<Message>{}(b));
   EXPECT_EQ(std::hash<Message>{}(a), std::hash<std::string>{}("m1"));

@@ -38,32 +38,21 @@ inline std::string objectJson(Members members, const std::vector<Change>& change
 // A complete message object with every key the service sends.
 inline const Members& messageMembers() {
   static const Members members{
-      {"id", R"("m1")"},
-      {"random_id", "77"},
-      {"body", R"("Привет! 👋")"},
-      {"type", R"("reply")"},
-      {"created", "1700000000"},
-      {"direction", R"("u2a")"},
-      {"read", "true"},
-      {"sent_via", R"("ios")"},
-      {"reply_type", R"("text")"},
+      {"id", R"("m1")"}, {"random_id", "77"}, {"body", R"("Привет! 👋")"},
+      {"type", R"("reply")"}, {"created", "1700000000"}, {"direction", R"("u2a")"},
+      {"read", "true"}, {"sent_via", R"("ios")"}, {"reply_type", R"("text")"},
       {"from", R"({"id":"u1","type":"user","name":"Аня","avatar":""})"},
-      {"conversation", R"("c1")"},
-      {"body_json", R"({"blocks":[1,2.5,"x",true,null]})"},
-      {"meta_data", R"({"k":"v"})"},
-      {"attachments", R"([{"filename":"a.png","size":12}])"},
+      {"conversation", R"("c1")"}, {"body_json", R"({"blocks":[1,2.5,"x",true,null]})"},
+      {"meta_data", R"({"k":"v"})"}, {"attachments", R"([{"filename":"a.png","size":12}])"},
   };
   return members;
 }
 
 // A complete person (or admin) object.
 inline const Members& personMembers() {
-  static const Members members{
-      {"id", R"("a7")"},
-      {"type", R"("admin")"},
-      {"name", R"("Мария")"},
-      {"avatar", R"("https://cdn.example/a7.png")"},
-  };
+  static const Members members{{"id", R"("a7")"}, {"type", R"("admin")"},
+                                {"name", R"("Мария")"},
+                                {"avatar", R"("https://cdn.example/a7.png")"}};
   return members;
 }
 
