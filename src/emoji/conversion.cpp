@@ -31,13 +31,16 @@ class Output {
     cursor_ += size;
   }
 
-  // ":" + name + ":"
-  void putShortname(std::string_view name) {
-    reserve(name.size() + 2);
-    *cursor_ = ':';
-    std::memcpy(cursor_ + 1, name.data(), name.size());
-    cursor_[name.size() + 1] = ':';
-    cursor_ += name.size() + 2;
+  // The same for a piece with at least kCopySlack readable bytes at `data`:
+  // short pieces go as one fixed-size copy, which beats a call to memcpy.
+  void putFromWithin(const char* data, std::size_t size) {
+    reserve(size + kCopySlack);
+    if (size <= kCopySlack) {
+      std::memcpy(cursor_, data, kCopySlack);
+    } else {
+      std::memcpy(cursor_, data, size);
+    }
+    cursor_ += size;
   }
 
   std::string take() && {
@@ -59,13 +62,44 @@ class Output {
   char* end_ = cursor_;
 };
 
+// The case whose only text is this ASCII byte alone, or kNone.
+constexpr std::uint16_t bareAsciiCase(unsigned char b) {
+  constexpr Emoji kDigits[] = {Emoji::digit_zero,  Emoji::digit_one,  Emoji::digit_two,
+                               Emoji::digit_three, Emoji::digit_four, Emoji::digit_five,
+                               Emoji::digit_six,   Emoji::digit_seven, Emoji::digit_eight,
+                               Emoji::digit_nine};
+  if (b >= '0' && b <= '9') return static_cast<std::uint16_t>(kDigits[b - '0']);
+  if (b == '#') return static_cast<std::uint16_t>(Emoji::pound_symbol);
+  return kNone;
+}
+
+constexpr bool isContinuation(unsigned char b) { return (b & 0xC0) == 0x80; }
+
 // Length of the longest catalogue text at the start of [s, s + n), with its
-// case in `found`; 0 when no text starts there.
+// case in `found`; 0 when no text starts there. Most emoji are one scalar
+// from U+2000..U+2FFF or U+1F000..U+1FFFF: a table lookup takes the walk
+// past it in one step, and the trie goes on byte by byte from there.
 std::size_t longestCodepointText(const unsigned char* s, std::size_t n, std::uint16_t& found) {
+  std::size_t i = 0;
+  std::uint32_t jump = 0;
+  if (s[0] == 0xF0 && n >= 4 && s[1] == 0x9F && isContinuation(s[2]) && isContinuation(s[3])) {
+    jump = kTrieAfterF09F[(s[2] & 0x3Fu) << 6 | (s[3] & 0x3Fu)];
+    i = 4;
+  } else if (s[0] == 0xE2 && n >= 3 && isContinuation(s[1]) && isContinuation(s[2])) {
+    jump = kTrieAfterE2[(s[1] & 0x3Fu) << 6 | (s[2] & 0x3Fu)];
+    i = 3;
+  }
   std::size_t best = 0;
-  std::uint32_t node = 0;
+  std::uint32_t node = jump & 0xFFFF;
+  if (i != 0) {
+    if (node == 0) return 0;
+    if ((jump >> 16) != kNone) {
+      best = i;
+      found = static_cast<std::uint16_t>(jump >> 16);
+    }
+  }
   const std::size_t limit = std::min(n, kMaxCodepointLength);
-  for (std::size_t i = 0; i < limit; ++i) {
+  for (; i < limit; ++i) {
     const TrieNode& from = kTrieNodes[node];
     const unsigned offset = static_cast<unsigned>(s[i]) - from.lo;  // wraps below lo
     if (offset >= from.span) break;
@@ -127,15 +161,29 @@ std::string emojiEscapedString(std::string_view text) {
   std::size_t copied = 0;
   std::uint16_t found = kNone;
   Output out;
-  while ((at = emoji_scan::nextEscapeStart(s, at, n)) < n) {
-    const std::size_t length = longestCodepointText(s + at, n - at, found);
+  emoji_scan::EscapeStarts starts(s, n);
+  while ((at = starts.next(at)) < n) {
+    std::size_t length = 0;
+    if (s[at] < 0x80 && (at + 1 == n || (s[at + 1] != 0xEF && s[at + 1] != 0xE2))) {
+      // A digit, "#" or "*" that no U+FE0F or U+20E3 follows: the bare
+      // entry, if there is one. Numbers in chat text take this path.
+      found = bareAsciiCase(s[at]);
+      length = found == kNone ? 0 : 1;
+    } else {
+      length = longestCodepointText(s + at, n - at, found);
+    }
     if (length == 0) {
       ++at;
       continue;
     }
-    if (copied == 0) out.expect(n + n / 4 + 64);
-    out.put(text.data() + copied, at - copied);
-    out.putShortname(kShortnames[kShortnameStart[found]]);
+    if (copied == 0) out.expect(n + n / 2 + 64);  // digits grow twelvefold
+    if (n - copied >= kCopySlack) {
+      out.putFromWithin(text.data() + copied, at - copied);
+    } else {
+      out.put(text.data() + copied, at - copied);
+    }
+    out.putFromWithin(kEscapedNames + kEscapedStart[found],
+                      kEscapedStart[found + 1] - kEscapedStart[found]);
     at += length;
     copied = at;
   }
@@ -170,9 +218,13 @@ std::string emojiUnescapedString(std::string_view text) {
       continue;
     }
     if (copied == 0) out.expect(n + 64);
-    out.put(s + copied, open - copied);
-    const std::string_view replacement = kCodepoints[kCodepointStart[emoji]];
-    out.put(replacement.data(), replacement.size());
+    if (n - copied >= kCopySlack) {
+      out.putFromWithin(s + copied, open - copied);
+    } else {
+      out.put(s + copied, open - copied);
+    }
+    out.putFromWithin(kFirstTexts + kFirstTextStart[emoji],
+                      kFirstTextStart[emoji + 1] - kFirstTextStart[emoji]);
     at = close + 1;
     copied = at;
   }

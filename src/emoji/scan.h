@@ -2,7 +2,7 @@
 // Fast skipping over bytes that cannot start an emoji. Catalogue texts start
 // only with "#", "*", a digit, or the UTF-8 lead bytes C2, E2, E3 and F0
 // (the generator lists these in automata_data.cpp, and a test holds the two
-// together), so Latin and Cyrillic text is passed over sixteen bytes at a time.
+// together), so Latin and Cyrillic text is passed over 32 bytes at a time.
 
 #include <cstddef>
 
@@ -32,18 +32,39 @@ inline unsigned escapeStartMask(__m128i v) {
 }
 #endif
 
-// The first position at or after `from` whose byte can start a text, or n.
-inline std::size_t nextEscapeStart(const unsigned char* s, std::size_t from, std::size_t n) {
+// Positions, from left to right, whose byte can start a text. The mask of
+// the last 32-byte block is kept, so asking again a few bytes further on (a
+// number, two emoji in a row) costs a shift instead of another block.
+class EscapeStarts {
+ public:
+  EscapeStarts(const unsigned char* s, std::size_t n) : s_(s), n_(n) {}
+
+  // The first position at or after `from` whose byte can start a text, or n.
+  std::size_t next(std::size_t from) {
 #if defined(__SSE2__)
-  for (; from + 32 <= n; from += 32) {
-    const auto* p = reinterpret_cast<const __m128i*>(s + from);
-    const unsigned mask = escapeStartMask(_mm_loadu_si128(p)) |
-                          (escapeStartMask(_mm_loadu_si128(p + 1)) << 16);
-    if (mask != 0) return from + static_cast<std::size_t>(__builtin_ctz(mask));
-  }
+    if (from >= block_ && from < block_ + 32) {
+      const unsigned rest = mask_ & (~0u << (from - block_));
+      if (rest != 0) return block_ + static_cast<std::size_t>(__builtin_ctz(rest));
+      from = block_ + 32;
+    }
+    for (; from + 32 <= n_; from += 32) {
+      const auto* p = reinterpret_cast<const __m128i*>(s_ + from);
+      mask_ = escapeStartMask(_mm_loadu_si128(p)) | (escapeStartMask(_mm_loadu_si128(p + 1)) << 16);
+      if (mask_ != 0) {
+        block_ = from;
+        return from + static_cast<std::size_t>(__builtin_ctz(mask_));
+      }
+    }
 #endif
-  while (from < n && !canStartEscape(s[from])) ++from;
-  return from;
-}
+    while (from < n_ && !canStartEscape(s_[from])) ++from;
+    return from;
+  }
+
+ private:
+  const unsigned char* s_;
+  std::size_t n_;
+  std::size_t block_ = static_cast<std::size_t>(-64);  // no block yet
+  unsigned mask_ = 0;
+};
 
 }  // namespace tavrel::emoji_scan

@@ -43,6 +43,27 @@ struct TrieNode {
 extern const TrieNode kTrieNodes[kTrieNodeCount];
 extern const std::uint16_t kTrieEdges[kTrieEdgeCount];
 
+// Shortcuts over a whole first scalar: the node reached by E2 x y, and by
+// F0 9F x y, at index (x & 0x3F) << 6 | (y & 0x3F) for continuation bytes
+// x and y, in the low 16 bits, and that node's `accept` in the high 16
+// bits; 0 when no text starts so.
+extern const std::uint32_t kTrieAfterE2[4096];
+extern const std::uint32_t kTrieAfterF09F[4096];
+
+// ":" + first shortname + ":" of case i is kEscapedNames[kEscapedStart[i]]
+// up to kEscapedStart[i + 1]. Zero bytes follow the last name, so that a
+// fixed-size copy of kCopySlack bytes may start at any name.
+inline constexpr std::size_t kEscapedNamesSize = 43654;
+inline constexpr std::size_t kCopySlack = 32;
+extern const char kEscapedNames[kEscapedNamesSize + kCopySlack];
+extern const std::uint16_t kEscapedStart[kEmojiCount + 1];
+
+// The first codepoint text of case i is kFirstTexts[kFirstTextStart[i]] up
+// to kFirstTextStart[i + 1], followed by zero bytes in the same way.
+inline constexpr std::size_t kFirstTextsSize = 23629;
+extern const char kFirstTexts[kFirstTextsSize + kCopySlack];
+extern const std::uint16_t kFirstTextStart[kEmojiCount + 1];
+
 // Open addressing with linear probing over hashName(); each slot holds an
 // index into kShortnames or kNone. kShortnameOwner maps that index to its case.
 extern const std::uint16_t kShortnameSlots[kShortnameSlotCount];

@@ -198,8 +198,9 @@ TEST(EmojiConversion, SkippingStopsExactlyWhereATextCanStart) {
     for (std::size_t at = 0; at < 70; at += 7) {
       std::vector<unsigned char> text(80, 'q');
       text[at] = static_cast<unsigned char>(byte);
-      EXPECT_EQ(emoji_scan::nextEscapeStart(text.data(), 0, text.size()), starts ? at : text.size())
-          << byte << " at " << at;
+      emoji_scan::EscapeStarts scan(text.data(), text.size());
+      EXPECT_EQ(scan.next(0), starts ? at : text.size()) << byte << " at " << at;
+      if (starts) EXPECT_EQ(scan.next(at + 1), text.size()) << byte << " at " << at;
     }
   }
 }

@@ -331,7 +331,24 @@ def build_trie(rows):
         nodes.append((base, lo, hi - lo + 1, acc))
     if len(nodes) >= 0xFFFF or any(n[2] > 255 for n in nodes):
         fail("trie too large for its node type")
-    return nodes, edges, sorted(children[0])
+
+    def walk(data):
+        node = 0
+        for b in data:
+            node = children[node].get(b)
+            if node is None:
+                return 0
+        return number[node]
+
+    # The state after a whole first scalar U+2xxx (E2 x y) or U+1Fxxx
+    # (F0 9F x y), by its low twelve bits: one load instead of three or four
+    # steps. Texts are whole scalars, so no shorter prefix of these accepts.
+    continuation = range(0x80, 0xC0)
+    jumps = {}
+    for prefix in (b"\xE2", b"\xF0\x9F"):
+        states = [walk(prefix + bytes([x, y])) for x in continuation for y in continuation]
+        jumps[prefix] = [state | nodes[state][3] << 16 if state else 0 for state in states]
+    return nodes, edges, sorted(children[0]), jumps
 
 
 def build_hash(names):
@@ -347,7 +364,22 @@ def build_hash(names):
 
 
 def emit_automata(rows, names):
-    nodes, edges, first_bytes = build_trie(rows)
+    nodes, edges, first_bytes, jumps = build_trie(rows)
+    escaped = "".join(f":{ns[0]}:" for _, ns, _ in rows)
+    escaped_start = [0]
+    for _, ns, _ in rows:
+        escaped_start.append(escaped_start[-1] + len(ns[0]) + 2)
+    if len(escaped) >= 65536:
+        fail("the escaped names no longer fit one string literal")
+    firsts = b"".join(ts[0].encode() for _, _, ts in rows)
+    firsts_start = [0]
+    for _, _, ts in rows:
+        firsts_start.append(firsts_start[-1] + len(ts[0].encode()))
+    firsts_literal = "\n".join("    " + c_string(firsts[i:i + 24]) for i in range(0, len(firsts), 24))
+    escaped_literal = "\n".join("    " + c_string(escaped[i:i + 90].encode())
+                                 for i in range(0, len(escaped), 90))
+    after_e2 = wrap(map(str, jumps[b"\xE2"]))
+    after_f09f = wrap(map(str, jumps[b"\xF0\x9F"]))
     slots, longest = build_hash(names)
     owner = [i for i, (_, ns, _) in enumerate(rows) for _ in ns]
     write("src/emoji/automata_data.cpp", HEADER + f"""\
@@ -365,6 +397,32 @@ constexpr TrieNode kTrieNodes[{len(nodes)}] = {{
 constexpr std::uint16_t kTrieEdges[{len(edges)}] = {{
 {wrap(map(str, edges))}
 }};
+
+constexpr std::uint32_t kTrieAfterE2[4096] = {{
+{after_e2}
+}};
+
+constexpr std::uint32_t kTrieAfterF09F[4096] = {{
+{after_f09f}
+}};
+
+// ":" + first shortname + ":" of every case, back to back.
+constexpr char kEscapedNames[kEscapedNamesSize + kCopySlack] =
+{escaped_literal};
+
+constexpr std::uint16_t kEscapedStart[kEmojiCount + 1] = {{
+{wrap(map(str, escaped_start))}
+}};
+static_assert(kEscapedStart[kEmojiCount] == kEscapedNamesSize);
+
+// The first codepoint text of every case, back to back.
+constexpr char kFirstTexts[kFirstTextsSize + kCopySlack] =
+{firsts_literal};
+
+constexpr std::uint16_t kFirstTextStart[kEmojiCount + 1] = {{
+{wrap(map(str, firsts_start))}
+}};
+static_assert(kFirstTextStart[kEmojiCount] == kFirstTextsSize);
 
 constexpr std::uint16_t kShortnameSlots[kShortnameSlotCount] = {{
 {wrap(map(str, slots))}
