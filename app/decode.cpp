@@ -249,10 +249,10 @@ void printUsage(std::ostream& out) {
          "field). A document that does not decode gives the error with its key path\n"
          "on standard error and exit status 1. Debug lines go to standard error.\n"
          "\n"
-         "TYPE is one of these records, X:\n";
+         "TYPE is a record X, an array of records, or an answer envelope of either:\n"
+         "  X  [X]  Response<X>  Response<[X]>    as in: tavrel decode 'Response<[Dialog]>'\n"
+         "where X is one of:\n";
   for (const auto& entry : typeTable()) out << "  " << entry.name << '\n';
-  out << "or an array of one of them, [X], or an answer envelope of either,\n"
-         "Response<X> or Response<[X]>: tavrel decode 'Response<[Dialog]>'\n";
 }
 
 std::string readAll(std::istream& in) {
