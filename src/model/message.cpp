@@ -97,4 +97,11 @@ std::shared_ptr<Message> find(const std::vector<std::shared_ptr<Message>>& messa
   return nullptr;
 }
 
+const Message* find(const std::vector<Message>& messages, const Message& message) noexcept {
+  for (const Message& element : messages) {
+    if (matches(element, message)) return &element;
+  }
+  return nullptr;
+}
+
 }  // namespace tavrel

@@ -210,17 +210,22 @@ TEST(Message, FindMatchesByIdOrByRandomIdAndType) {
       {make("x", 60, "reply"), 3},
       {make("x", 61, "reply"), -1},
   };
+  std::vector<Message> values;
+  for (const auto& m : list) values.push_back(*m);
   for (const auto& c : cases) {
     auto found = find(list, c.probe);
+    const Message* foundValue = find(values, c.probe);
     if (c.index < 0) {
       EXPECT_EQ(found, nullptr) << c.probe.id << "/" << c.probe.randomId;
+      EXPECT_EQ(foundValue, nullptr) << c.probe.id << "/" << c.probe.randomId;
     } else {
-      EXPECT_EQ(found, list[static_cast<std::size_t>(c.index)])  // the very object
-          << c.probe.id << "/" << c.probe.randomId << "/" << c.probe.type;
+      auto i = static_cast<std::size_t>(c.index);
+      EXPECT_EQ(found, list[i]) << c.probe.id << "/" << c.probe.randomId << "/" << c.probe.type;
+      EXPECT_EQ(foundValue, &values[i]) << c.probe.id << "/" << c.probe.randomId;
     }
   }
-  EXPECT_EQ(find({}, make("1", 50, "reply")), nullptr);
-  EXPECT_EQ(find({nullptr}, make("1", 50, "reply")), nullptr);
+  EXPECT_EQ(find(std::vector<Message>{}, make("1", 50, "reply")), nullptr);
+  EXPECT_EQ(find({std::shared_ptr<Message>()}, make("1", 50, "reply")), nullptr);
   EXPECT_FALSE(matches(make("x", 0, "reply"), make("y", 0, "reply")));
   EXPECT_TRUE(matches(make("", 0, "a"), make("", 0, "b")));  // equal empty ids
 }

@@ -55,11 +55,12 @@ class Message : public Model {
 // non-zero randomId with the same type. Unlike ==, which compares ids only.
 bool matches(const Message& element, const Message& message) noexcept;
 
-// The first element of `messages` that matches `message`, or nullptr. Messages
-// are objects with identity, so a list of them holds shared references and the
-// one found is the caller's own object.
+// The first element of `messages` that matches `message`, or nullptr: the
+// caller's own object, for lists of shared messages...
 std::shared_ptr<Message> find(const std::vector<std::shared_ptr<Message>>& messages,
                               const Message& message) noexcept;
+// ...and a pointer into the list for lists of values, as answers decode.
+const Message* find(const std::vector<Message>& messages, const Message& message) noexcept;
 
 }  // namespace tavrel
 
