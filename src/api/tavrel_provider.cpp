@@ -96,7 +96,9 @@ Endpoint endpointMapping(const TargetType& target, const NetworkSettings* settin
   Task task = tokenizeTask(target, settings);
   return Endpoint(
       getUrlWithSettings(target, settings),
-      [sample = target.sampleData()] { return EndpointSampleResponse{200, sample}; },
+      [sample = target.sampleData()] {
+        return EndpointSampleResponse{200, sample};
+      },
       target.method(), std::move(task), target.headers());
 }
 

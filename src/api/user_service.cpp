@@ -26,8 +26,9 @@ std::string newSessionId() {
   }
   bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
-  return hexEncodedString(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
-                          HexEncodingOptions::upperCase);
+  return hexEncodedString(
+      std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
+      HexEncodingOptions::upperCase);
 }
 
 // The User and the Messenger of a connect answer, both from the whole body.
@@ -106,8 +107,8 @@ DeviceInfo DeviceInfo::current() {
   return DeviceInfo{system.nodename, std::string(system.sysname) + " " + system.release};
 }
 
-UserService::UserService(std::shared_ptr<NetworkSettings> networkSettings,
-                         HttpTransport* transport, DeviceInfo device)
+UserService::UserService(std::shared_ptr<NetworkSettings> networkSettings, HttpTransport* transport,
+                         DeviceInfo device)
     : TavrelService(std::move(networkSettings), transport),
       sessionId_(newSessionId()),
       device_(std::move(device)) {}

@@ -43,7 +43,9 @@ Parameters UserTarget::bodyParameters() const {
                         [](const Auth& a) {
                           return Parameters{{"user_id", a.userId}, {"hash", a.hash}};
                         },
-                        [](const SetPresence&) { return Parameters{{"presence", "online"}}; },
+                        [](const SetPresence&) {
+                          return Parameters{{"presence", "online"}};
+                        },
                     },
                     case_);
 }

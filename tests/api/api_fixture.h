@@ -2,14 +2,8 @@
 // Shared by the api tests: a loopback server, a main bundle whose Info.plist
 // "apiUrl" points at it, a transport of the test's own, settings for both
 // modes, a capture of the debug sink, and a way to wait for a stream's end.
-//
-//   TEST_F(ApiFixture, Something) {
-//     server.enqueue(test::Reply::json(200, R"({"meta":{"status":200},"data":{}})"));
-//     UserService service(sdkSettings(), &transport);
-//     auto run = await(service.setPresence());
-//     ASSERT_TRUE(run.completed);
-//     auto request = onlyRequest();  // method, path, query, headers, body
-//   }
+// Use: TEST_F(ApiFixture, X) { server.enqueue(test::Reply::json(200, body));
+// auto run = await(service.call()); ... server.requests() ... }
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -51,11 +45,7 @@ class MainBundle {
     dir_ = std::filesystem::temp_directory_path() /
            ("tavrel_api_bundle_" + std::to_string(::getpid()) + "_" + std::to_string(counter++));
     std::filesystem::create_directories(dir_);
-    std::string xml =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-        "<plist version=\"1.0\">\n<dict>\n";
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>\n";
     for (const auto& [key, value] : values) {
       xml += "  <key>" + key + "</key>\n  <string>" + value + "</string>\n";
     }
@@ -187,23 +177,15 @@ class ApiFixture : public ::testing::Test {
  protected:
   ApiFixture() : bundle_({{"apiUrl", server.url("/api/v1/")}}) {}
 
-  // The base URL the targets resolve to.
-  std::string apiUrl() const { return server.url("/api/v1/"); }
-
+  // Token "tok", app id "7", user id "9", in each mode.
   static std::shared_ptr<NetworkSettings> appSettings() {
-    return std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::app, "tok", "7",
-                                             "9");
+    return settings(NetworkSettings::ConnectionType::app);
   }
   static std::shared_ptr<NetworkSettings> sdkSettings() {
-    return std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::sdk, "tok", "7",
-                                             "9");
+    return settings(NetworkSettings::ConnectionType::sdk);
   }
-
-  // The one request recorded so far; fails the test if there is not exactly one.
-  RecordedRequest onlyRequest() const {
-    auto all = server.requests();
-    EXPECT_EQ(all.size(), 1u);
-    return all.empty() ? RecordedRequest{} : all.back();
+  static std::shared_ptr<NetworkSettings> settings(NetworkSettings::ConnectionType mode) {
+    return std::make_shared<NetworkSettings>(mode, "tok", "7", "9");
   }
 
   TestHttpServer server;

@@ -151,7 +151,8 @@ class TavrelProvider : public MoyaProvider<Target>,
   explicit TavrelProvider(std::shared_ptr<NetworkSettings> networkSettings,
                           std::vector<std::shared_ptr<PluginType>> plugins = {},
                           HttpTransport* transport = nullptr)
-      : MoyaProvider<Target>(std::move(plugins), transport), settings_(std::move(networkSettings)) {}
+      : MoyaProvider<Target>(std::move(plugins), transport),
+        settings_(std::move(networkSettings)) {}
 
   TavrelProvider(const TavrelProvider&) = delete;
   TavrelProvider& operator=(const TavrelProvider&) = delete;
@@ -191,7 +192,7 @@ class TavrelProvider : public MoyaProvider<Target>,
   // Sends the target's request; the completion gets the answer, whatever its
   // status, or the MoyaError, on the I/O thread. A target whose task cannot
   // be rewritten sends nothing and fails with parameterEncoding.
-  RequestHandle request(const Target& target, Completion completion) const {
+  RequestHandle request(const Target& target, Completion completion) const override {
     auto copy = std::make_shared<const Target>(target);
     std::optional<MoyaError> refused;
     try {
