@@ -200,7 +200,9 @@ TEST(EmojiConversion, SkippingStopsExactlyWhereATextCanStart) {
       text[at] = static_cast<unsigned char>(byte);
       emoji_scan::EscapeStarts scan(text.data(), text.size());
       EXPECT_EQ(scan.next(0), starts ? at : text.size()) << byte << " at " << at;
-      if (starts) EXPECT_EQ(scan.next(at + 1), text.size()) << byte << " at " << at;
+      if (starts) {
+        EXPECT_EQ(scan.next(at + 1), text.size()) << byte << " at " << at;
+      }
     }
   }
 }
