@@ -16,7 +16,6 @@ namespace {
 
 using testing::failurePath;
 
-
 // Each line: the members after "status":200, and the Meta they give.
 TEST(Meta, OptionalFieldsSwallowFailuresAndConvertNumbers) {
   struct Case {

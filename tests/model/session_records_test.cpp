@@ -15,7 +15,6 @@ namespace {
 using testing::edited;
 using testing::failurePath;
 
-
 const std::string kUserAnswer = R"({"meta":{"status":200},"data":{
   "auth_token":"tok","app":{"id":"app7","name":"Shop"},
   "user":{"id":"u1","is_banned":false,"has_conversations":true,"conversations_unread":["c1","c2"]}}})";
