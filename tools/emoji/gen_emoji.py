@@ -332,6 +332,12 @@ def build_trie(rows):
     if len(nodes) >= 0xFFFF or any(n[2] > 255 for n in nodes):
         fail("trie too large for its node type")
 
+    # Conversion takes a shortcut for "#", "*" and digits that U+FE0F (EF ..)
+    # or U+20E3 (E2 ..) does not follow; nothing else may continue them.
+    for b, child in children[0].items():
+        if b < 0x80 and not set(children[child]) <= {0xE2, 0xEF}:
+            fail(f"a text continues {chr(b)!r} with something new")
+
     def walk(data):
         node = 0
         for b in data:
