@@ -1,91 +1,53 @@
-#include "tavrel/api/event_prop_service.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "api/api_fixture.h"
-#include "tavrel/core/json_decoder.h"
+#include "api/route_fixture.h"
+#include "tavrel/api/event_prop_service.h"
 
 namespace tavrel {
 namespace {
 
-using test::ApiFixture;
 using test::await;
-using test::decodeForm;
+using test::Mode;
 using test::Reply;
+using test::succeeded;
+using EventsAndProps = test::RouteFixture;
+using S = EventPropService;
 using Op = UserProperty::Operations;
 
-const std::string kEnvelope = R"({"meta":{"status":200},"data":{}})";
-
-enum class Mode { app, sdk, none };
-
-class EventsAndProps : public ApiFixture {
- protected:
-  std::shared_ptr<NetworkSettings> settings(Mode mode) const {
-    return mode == Mode::app ? appSettings() : mode == Mode::sdk ? sdkSettings() : nullptr;
-  }
-};
-
-// Both routes in both modes and without settings: the user id resolved in
-// the path and, from the target's own fields, in the query; the form body
-// left as the target wrote it ("user_id" keeps its placeholder).
+// The user id resolved in the path and, from the target's own fields, in the
+// query; the body as the target wrote it ("user_id" keeps its placeholder).
 TEST_F(EventsAndProps, EveryRouteOnTheWire) {
-  struct Case {
-    Mode mode;
-    bool event;
-    std::string path, query, body;
+  auto event = [](const S& s) { return succeeded(s.trackEvent("open chat", R"({"s":1})")); };
+  auto props = [](const S& s) {
+    return succeeded(s.setUserProperty({UserProperty("plan", "pro", Op::updateOrCreate)}));
   };
-  const std::string eventBody =
-      "event=open%20chat&params=%7B%22screen%22%3A%22main%22%7D&user_id=%7Buser_id%7D";
+  const std::string eventBody = "event=open%20chat&params=%7B%22s%22%3A1%7D&user_id=%7Buser_id%7D";
   const std::string propsBody =
       "operations=%5B%7B%22op%22%3A%22update_or_create%22%2C%22key%22%3A%22plan%22%2C%22value%22%"
       "3A%22pro%22%7D%5D";
-  const std::vector<Case> cases{
-      {Mode::app, true, "/api/v1/users/9/events", "auth_token=appm-7-tok&id_as_string=1&user_id=9",
-       eventBody},
-      {Mode::sdk, true, "/api/v1/users/9/events", "auth_token=tok&id_as_string=1&user_id=9",
-       eventBody},
-      {Mode::none, true, "/api/v1/users/%7Buser_id%7D/events", "id_as_string=1", eventBody},
-      {Mode::app, false, "/api/v1/users/9/props", "auth_token=appm-7-tok&id_as_string=1&user_id=9",
-       propsBody},
-      {Mode::sdk, false, "/api/v1/users/9/props", "auth_token=tok&id_as_string=1&user_id=9",
-       propsBody},
-      {Mode::none, false, "/api/v1/users/%7Buser_id%7D/props", "id_as_string=1", propsBody},
-  };
-  for (std::size_t i = 0; i < cases.size(); ++i) {
-    const auto& c = cases[i];
-    SCOPED_TRACE(i);
-    EventPropService service(settings(c.mode), &transport);
-    server.enqueue(Reply::json(200, kEnvelope));
-    auto run = await(c.event ? service.trackEvent("open chat", R"({"screen":"main"})")
-                             : service.setUserProperty({UserProperty("plan", "pro", Op::updateOrCreate)}));
-    ASSERT_TRUE(run.completed);
-    ASSERT_EQ(run.elements.size(), 1u);
-    EXPECT_TRUE(run.elements[0].succeed());
-    auto all = server.requests();
-    ASSERT_EQ(all.size(), i + 1);
-    EXPECT_EQ(all.back().method, "POST");
-    EXPECT_EQ(all.back().path, c.path);
-    EXPECT_EQ(all.back().query, c.query);
-    EXPECT_EQ(all.back().body, c.body);
-    EXPECT_EQ(all.back().header("Content-Type"),
-              "application/x-www-form-urlencoded; charset=utf-8");
-  }
+  const std::string app = "auth_token=appm-7-tok&id_as_string=1&user_id=9";
+  const std::string sdk = "auth_token=tok&id_as_string=1&user_id=9";
+  checkRoutes<S>({
+      {"event", Mode::app, event, "{}", "POST", "/api/v1/users/9/events", app, eventBody},
+      {"event", Mode::sdk, event, "{}", "POST", "/api/v1/users/9/events", sdk, eventBody},
+      {"event", Mode::none, event, "{}", "POST", "/api/v1/users/%7Buser_id%7D/events",
+       "id_as_string=1", eventBody},
+      {"props", Mode::app, props, "{}", "POST", "/api/v1/users/9/props", app, propsBody},
+      {"props", Mode::sdk, props, "{}", "POST", "/api/v1/users/9/props", sdk, propsBody},
+      {"props", Mode::none, props, "{}", "POST", "/api/v1/users/%7Buser_id%7D/props",
+       "id_as_string=1", propsBody},
+  });
 }
 
-// "operations" is the JSON text of the whole list, in the order given, also
-// for an empty list; a list that is no valid text sends nothing at all.
+// "operations" holds the JSON text of the whole list in order, [] for none;
+// a list that is no valid text completes at once and sends nothing.
 TEST_F(EventsAndProps, PropertiesGoOutAsOneJsonText) {
-  EventPropService service(sdkSettings(), &transport);
-  server.setHandler([](const test::RecordedRequest&) { return Reply::json(200, kEnvelope); });
-
-  struct Case {
-    std::vector<UserProperty> properties;
-    std::string operations;
-  };
-  const std::vector<Case> cases{
+  S service(sdkSettings(), &transport);
+  server.setHandler([](const auto&) { return Reply::json(200, test::envelope("{}")); });
+  const std::vector<std::pair<std::vector<UserProperty>, std::string>> cases{
       {{}, "[]"},
       {{UserProperty("b", "x y", Op::setOnce), UserProperty("a", "1", Op::delete_)},
        R"([{"op":"set_once","key":"b","value":"x y"},{"op":"delete","key":"a","value":"1"}])"},
@@ -93,20 +55,11 @@ TEST_F(EventsAndProps, PropertiesGoOutAsOneJsonText) {
        R"([{"op":"union","key":"name","value":"Аня \"А\""}])"},
   };
   for (std::size_t i = 0; i < cases.size(); ++i) {
-    SCOPED_TRACE(i);
-    auto run = await(service.setUserProperty(cases[i].properties));
-    ASSERT_EQ(run.elements.size(), 1u);
-    auto all = server.requests();
-    ASSERT_EQ(all.size(), i + 1);
-    auto form = decodeForm(all.back().body);
-    EXPECT_EQ(form.size(), 1u);
-    EXPECT_EQ(form["operations"], cases[i].operations);
-    auto list = decodeJson<JsonValue>(form["operations"]);
-    ASSERT_TRUE(list.ok());
-    EXPECT_EQ(list.value().kind(), JsonValue::Kind::array);
+    EXPECT_EQ(await(service.setUserProperty(cases[i].first)).elements.size(), 1u);
+    auto form = test::decodeForm(server.requests().at(i).body);
+    EXPECT_EQ(form, (std::map<std::string, std::string>{{"operations", cases[i].second}}));
   }
-
-  auto nothing = await(service.setUserProperty({UserProperty("k", "\xff\xfe", Op::add)}));
+  auto nothing = await(service.setUserProperty({UserProperty("k", "\xff", Op::add)}));
   EXPECT_TRUE(nothing.completed);
   EXPECT_TRUE(nothing.elements.empty());
   EXPECT_EQ(server.requests().size(), cases.size());
