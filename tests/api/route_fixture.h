@@ -1,7 +1,8 @@
 #pragma once
 // Route tables for the service tests: each row calls one operation of a
 // service made in one mode, answers it with an envelope, and names the
-// request that must have gone out, byte for byte.
+// request that must have gone out, byte for byte, and logged without its
+// token.
 
 #include <gtest/gtest.h>
 
@@ -48,7 +49,11 @@ class RouteFixture : public ApiFixture {
       SCOPED_TRACE(r.name + " #" + std::to_string(i));
       Service service(settings(r.mode), &transport);
       server.enqueue(Reply::json(200, envelope(r.data)));
+      DebugCapture log;
       auto run = await(r.call(service));
+      // The verbose log shows the request but never the token.
+      EXPECT_NE(log.text().find(r.path.substr(r.path.rfind('/'))), std::string::npos);
+      EXPECT_EQ(log.text().find("appm-7-tok"), std::string::npos);
       EXPECT_TRUE(run.completed);
       EXPECT_EQ(run.elements, std::vector<bool>{true});
       auto all = server.requests();
