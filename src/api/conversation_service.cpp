@@ -3,18 +3,12 @@
 #include <algorithm>
 
 #include "tavrel/core/log.h"
+#include "tavrel/core/overloaded.h"
 #include "tavrel/core/percent_encoding.h"
 #include "tavrel/core/resources.h"
 
 namespace tavrel {
 namespace {
-
-template <class... F>
-struct Overloaded : F... {
-  using F::operator()...;
-};
-template <class... F>
-Overloaded(F...) -> Overloaded<F...>;
 
 std::string key(std::string_view name) { return std::string(name); }
 

@@ -1,18 +1,9 @@
 #include "tavrel/api/knowledge_base_service.h"
 
+#include "tavrel/core/overloaded.h"
 #include "tavrel/http/network_logger_plugin.h"
 
 namespace tavrel {
-namespace {
-
-template <class... F>
-struct Overloaded : F... {
-  using F::operator()...;
-};
-template <class... F>
-Overloaded(F...) -> Overloaded<F...>;
-
-}  // namespace
 
 std::string KnowledgeBaseTarget::path() const {
   const std::string root = "knowledgebase/" + appId();

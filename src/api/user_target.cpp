@@ -1,18 +1,9 @@
 #include <variant>
 
 #include "tavrel/api/user_service.h"
+#include "tavrel/core/overloaded.h"
 
 namespace tavrel {
-namespace {
-
-template <class... F>
-struct Overloaded : F... {
-  using F::operator()...;
-};
-template <class... F>
-Overloaded(F...) -> Overloaded<F...>;
-
-}  // namespace
 
 std::string UserTarget::path() const {
   return std::visit(Overloaded{
