@@ -21,6 +21,7 @@
 #include "tavrel/core/info_plist.h"
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/log.h"
+#include "tavrel/core/percent_encoding.h"
 #include "tavrel/emoji/conversion.h"
 #include "tavrel/http/network_logger_plugin.h"
 #include "tavrel/model/message.h"
@@ -177,9 +178,10 @@ void showReply(std::ostream& out) {
   const auto bodyStart = request.find("\r\n\r\n");
   out << "   the server read: " << request.substr(0, request.find("\r\n")) << '\n';
   if (bodyStart != std::string::npos) {
-    out << "   with the form:   "
-        << NetworkLoggerPlugin::maskSecrets(std::string_view(request).substr(bodyStart + 4))
-        << "  (the token masked here)\n";
+    const std::string form =
+        NetworkLoggerPlugin::maskSecrets(std::string_view(request).substr(bodyStart + 4));
+    out << "   with the form:   " << removePercentEncoding(form).value_or(form)
+        << "  (decoded, the token masked)\n";
   }
   if (end.last && end.last->succeed()) {
     out << "   the answer decodes to the id of the new message: " << end.last->success()->data.id
