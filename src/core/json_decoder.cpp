@@ -305,10 +305,28 @@ dom::array arrayOf(const RawElement& raw) {
 }  // namespace
 
 bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcept {
-  dom::element e;
-  if (objectOf(node_.element_).at_key(key).get(e) != simdjson::SUCCESS) return false;
-  out = toRaw(e);
-  return true;
+  dom::object object = objectOf(node_.element_);
+  const dom::object::iterator first = object.begin();
+  const dom::object::iterator last = object.end();
+  dom::object::iterator start = first;
+  if (hint_ != 0) start = fromRaw<dom::object::iterator>(RawElement{node_.element_.doc, hint_});
+  auto take = [&](dom::object::iterator it) {
+    out = toRaw(it.value());
+    hint_ = toRaw(it).index;
+  };
+  for (auto it = start; it != last; ++it) {
+    if (it.key_equals(key)) {
+      take(it);
+      return true;
+    }
+  }
+  for (auto it = first; it != start; ++it) {
+    if (it.key_equals(key)) {
+      take(it);
+      return true;
+    }
+  }
+  return false;
 }
 
 bool JsonObjectView::contains(std::string_view key) const noexcept {

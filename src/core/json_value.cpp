@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <stdexcept>
+#include <unordered_set>
 
 #include "core/json_internal.h"
 #include "tavrel/core/json_writer.h"
@@ -26,6 +28,81 @@ JsonValue::JsonValue(JsonValue&& other) noexcept = default;
 JsonValue& JsonValue::operator=(const JsonValue& other) = default;
 JsonValue& JsonValue::operator=(JsonValue&& other) noexcept = default;
 JsonValue::~JsonValue() = default;
+
+// --- JsonObject ------------------------------------------------------------------------
+
+namespace detail {
+
+// The decoder's way in: it appends members whose keys it has checked itself.
+struct JsonObjectAccess {
+  static JsonObject::Members& members(JsonObject& object) noexcept { return object.members_; }
+};
+
+}  // namespace detail
+
+JsonObject::JsonObject(std::initializer_list<value_type> members) {
+  members_.reserve(members.size());
+  for (const value_type& member : members) try_emplace(member.first, member.second);
+}
+
+JsonObject::iterator JsonObject::find(std::string_view key) noexcept {
+  auto it = members_.begin();
+  for (auto end = members_.end(); it != end; ++it) {
+    if (it->first.size() == key.size() && std::string_view(it->first) == key) break;
+  }
+  return it;
+}
+
+JsonObject::const_iterator JsonObject::find(std::string_view key) const noexcept {
+  return const_cast<JsonObject*>(this)->find(key);
+}
+
+JsonObject::mapped_type& JsonObject::at(std::string_view key) {
+  auto it = find(key);
+  if (it == end()) throw std::out_of_range("JsonObject::at: no key \"" + std::string(key) + "\"");
+  return it->second;
+}
+
+const JsonObject::mapped_type& JsonObject::at(std::string_view key) const {
+  return const_cast<JsonObject*>(this)->at(key);
+}
+
+JsonObject::mapped_type& JsonObject::operator[](std::string_view key) {
+  return try_emplace(std::string(key)).first->second;
+}
+
+std::pair<JsonObject::iterator, bool> JsonObject::insert_or_assign(std::string key,
+                                                                   mapped_type value) {
+  if (auto it = find(key); it != end()) {
+    it->second = std::move(value);
+    return {it, false};
+  }
+  members_.emplace_back(std::move(key), std::move(value));
+  return {members_.end() - 1, true};
+}
+
+JsonObject::size_type JsonObject::erase(std::string_view key) {
+  auto it = find(key);
+  if (it == end()) return 0;
+  erase(it);
+  return 1;
+}
+
+JsonObject::iterator JsonObject::erase(const_iterator position) { return members_.erase(position); }
+
+bool operator==(const JsonObject& a, const JsonObject& b) {
+  if (a.size() != b.size()) return false;
+  // Keys are unique, so equal sizes and every member of a found equal in b
+  // make the same map. Trees built alike keep one order: try that first.
+  auto other = b.begin();
+  for (const auto& [key, value] : a) {
+    if (other->first != key) other = b.find(key);
+    if (other == b.end() || other->second != value) return false;
+    ++other;
+    if (other == b.end()) other = b.begin();
+  }
+  return true;
+}
 
 // --- text forms ----------------------------------------------------------------------
 
@@ -61,10 +138,24 @@ std::string formatDouble(double value) {
 
 namespace detail {
 
+namespace {
+
+// Objects up to this many members look for repeated keys by a scan.
+constexpr std::size_t kScannedMembers = 32;
+
+bool repeats(const JsonObject::Members& list, std::string_view key) noexcept {
+  for (const auto& member : list) {
+    if (member.first.size() == key.size() && std::string_view(member.first) == key) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 JsonValue makeJsonValue(dom::element element) {
   switch (element.type()) {
     case dom::element_type::STRING:
-      return JsonValue(std::string(element.get_string().value_unsafe()));
+      return JsonValue(element.get_string().value_unsafe());
     case dom::element_type::INT64:
       return JsonValue(element.get_int64().value_unsafe());
     case dom::element_type::UINT64:
@@ -81,10 +172,19 @@ JsonValue makeJsonValue(dom::element element) {
       return JsonValue(element.get_bool().value_unsafe());
     case dom::element_type::OBJECT: {
       dom::object object = element.get_object().value_unsafe();
-      JsonValue::Object members;
-      members.reserve(object.size());
-      for (dom::key_value_pair member : object) {
-        members.try_emplace(std::string(member.key), makeJsonValue(member.value));
+      JsonObject members;
+      JsonObject::Members& list = JsonObjectAccess::members(members);
+      std::size_t count = object.size();  // saturates for huge objects: a hint only
+      list.reserve(count);
+      // Of repeated keys the first wins. A scan finds repeats in small
+      // objects; big ones keep a set of the keys seen.
+      std::unordered_set<std::string_view> seen;
+      bool big = count > kScannedMembers;
+      for (auto it = object.begin(), end = object.end(); it != end; ++it) {
+        std::string_view key = it.key();
+        if (big ? !seen.insert(key).second : repeats(list, key)) continue;
+        list.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
+                          std::forward_as_tuple(makeJsonValue(it.value())));
       }
       return JsonValue(std::move(members));
     }
@@ -141,7 +241,7 @@ std::optional<JsonValue> JsonValue::getItemFromArray(std::int64_t index) const {
 std::optional<std::string> JsonValue::getString(std::string_view key) const {
   const Object* object = getIf<Object>();
   if (!object) return std::nullopt;
-  auto it = object->find(std::string(key));
+  auto it = object->find(key);
   if (it == object->end() || !it->second) return std::nullopt;
   return it->second->asStringValue();
 }

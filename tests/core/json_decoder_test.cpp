@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -203,6 +205,51 @@ TEST(JsonDecoder, KeyedReadsTolerateWhatTheyPromise) {
     }
   };
   EXPECT_TRUE(decodeJson<Probe>(json));
+}
+
+// Reads the keys of `order` from an object, each through a fresh lookup.
+struct KeyReads {
+  static inline std::vector<std::string> order;
+  std::vector<std::optional<std::int64_t>> values;
+  static KeyReads decode(const JsonNode& node) {
+    auto keys = node.object();
+    KeyReads out;
+    for (const auto& key : order) {
+      auto value = keys.decodeIfPresent<std::int64_t>(key);
+      EXPECT_EQ(keys.contains(key), value.has_value()) << key;
+      out.values.push_back(value);
+    }
+    return out;
+  }
+};
+
+TEST(JsonDecoder, LookupsFindEveryKeyInAnyOrder) {
+  // Each lookup starts where the last one found its key: every order of
+  // reading must still see every key, and only those.
+  const char* json = R"({"a":1,"bb":2,"c":3,"dd":4,"e":5,"ff":6})";
+  const std::map<std::string, std::int64_t> present = {{"a", 1}, {"bb", 2}, {"c", 3},
+                                                       {"dd", 4}, {"e", 5}, {"ff", 6}};
+  const std::vector<std::vector<std::string>> orders = {
+      {"a", "bb", "c", "dd", "e", "ff"},
+      {"ff", "e", "dd", "c", "bb", "a"},
+      {"a", "a", "bb", "bb", "ff", "ff", "a"},
+      {"a", "zz", "bb", "", "c", "b", "ffx", "dd"},
+      {"dd", "a", "ff", "c", "e", "bb", "dd"},
+      {"ff", "missing", "ff", "a"},
+  };
+  for (const auto& order : orders) {
+    KeyReads::order = order;
+    auto result = decodeJson<KeyReads>(json);
+    ASSERT_TRUE(result);
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      const std::string& key = order[i];
+      auto it = present.find(key);
+      auto expected = it == present.end() ? std::nullopt : std::optional(it->second);
+      EXPECT_EQ(result->values[i], expected) << "read " << i << ": " << key;
+    }
+  }
+  KeyReads::order = {"x"};
+  EXPECT_EQ(decodeJson<KeyReads>("{}")->values[0], std::nullopt);
 }
 
 // A record whose field holds JSON text of its own, decoded while the outer

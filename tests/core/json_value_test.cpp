@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+#include <string>
+
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_writer.h"
 
@@ -83,6 +86,58 @@ TEST(JsonValue, AppendOnlyChangesObjects) {
   EXPECT_EQ(parse(*o.asString()), parse(R"({"k":null,"x":"y"})"));
   // An absent map value and a present empty are different in memory only.
   EXPECT_NE(o, parse(R"({"k":null,"x":"y"})"));
+}
+
+TEST(JsonValue, ObjectsAreMapsWithUniqueKeysAndNoOrder) {
+  // Repeated keys in the input: the first wins, in small objects and in big
+  // ones alike.
+  std::string big = "{";
+  for (int i = 0; i < 40; ++i) big += "\"k" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+  big += R"("k5":"again","k39":null})";
+  JsonValue decoded = parse(big);
+  EXPECT_EQ(decoded.getIf<JsonValue::Object>()->size(), 40u);
+  EXPECT_EQ(decoded.getString("k5"), "5");
+  EXPECT_EQ(decoded.getString("k39"), "39");
+  EXPECT_EQ(parse(R"({"a":1,"b":2,"a":3})").getIf<JsonValue::Object>()->size(), 2u);
+  EXPECT_EQ((JsonValue::Object{{"a", JsonValue(1)}, {"a", JsonValue(2)}}),
+            (JsonValue::Object{{"a", JsonValue(1)}}));
+
+  // Equality looks at keys and values, never at their order.
+  struct Case {
+    const char* a;
+    const char* b;
+    bool equal;
+  } cases[] = {
+      {R"({"a":1,"b":[2],"c":{"x":null,"y":"z"}})", R"({"c":{"y":"z","x":null},"b":[2],"a":1})", true},
+      {R"({"a":1,"b":2})", R"({"a":1,"c":2})", false},
+      {R"({"a":1,"b":2})", R"({"b":1,"a":2})", false},
+      {R"({"a":1})", R"({"a":1,"b":2})", false},
+      {R"({"a":1,"b":2})", R"({"a":1})", false},
+      {R"({"a":null})", R"({"a":"null"})", false},
+      {"{}", "{}", true},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(parse(c.a) == parse(c.b), c.equal) << c.a << " vs " << c.b;
+    EXPECT_EQ(parse(c.b) == parse(c.a), c.equal) << c.b << " vs " << c.a;
+  }
+
+  // Editing: replacing keeps one entry, a new key adds one, erase removes.
+  JsonValue::Object map{{"a", JsonValue(1)}, {"b", JsonValue(2)}};
+  EXPECT_FALSE(map.insert_or_assign("a", JsonValue("x")).second);
+  EXPECT_TRUE(map.insert_or_assign("c", std::nullopt).second);
+  EXPECT_EQ(map.size(), 3u);
+  EXPECT_EQ(map.at("a"), JsonValue("x"));
+  EXPECT_FALSE(map.at("c").has_value());
+  EXPECT_FALSE(map.try_emplace("b", JsonValue(9)).second);
+  EXPECT_EQ(map.at("b"), JsonValue(2));
+  EXPECT_FALSE(map["new"].has_value());
+  EXPECT_EQ(map.size(), 4u);
+  EXPECT_EQ(map.erase("b"), 1u);
+  EXPECT_EQ(map.erase("b"), 0u);
+  EXPECT_FALSE(map.contains("b"));
+  EXPECT_EQ(map.find("b"), map.end());
+  EXPECT_THROW(map.at("b"), std::out_of_range);
+  EXPECT_EQ(map, (JsonValue::Object{{"new", std::nullopt}, {"c", std::nullopt}, {"a", JsonValue("x")}}));
 }
 
 TEST(JsonValue, RoundTripsThroughText) {

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <string>
 
 namespace tavrel {
 namespace {
@@ -30,6 +32,69 @@ TEST(JsonWriter, EscapesStrings) {
   w.value(1);
   w.endObject();
   EXPECT_EQ(w.text(), R"({"k\"\u000a":1})");
+}
+
+// What the writer must give for `text`, one byte at a time.
+std::string jsonQuoted(const std::string& text) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string out = "\"";
+  for (char ch : text) {
+    auto c = static_cast<unsigned char>(ch);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += ch;
+    } else if (c < 0x20) {
+      out += "\\u00";
+      out += kHex[c >> 4];
+      out += kHex[c & 0xF];
+    } else {
+      out += ch;
+    }
+  }
+  return out + "\"";
+}
+
+TEST(JsonWriter, EscapesAndChecksEveryPositionOfLongerTexts) {
+  // The scan goes a word at a time: put each kind of byte at every offset
+  // around the word edges, as a value and as a key.
+  const std::string specials[] = {"\"", "\\", "\n", std::string(1, '\0'), "\x1f",
+                                  "\x7f", " ", "ж", "🙂", "\"\"\\"};
+  for (const auto& special : specials) {
+    for (std::size_t at = 0; at <= 17; ++at) {
+      std::string text = std::string(at, 'a') + special + std::string(17 - at, 'b');
+      EXPECT_EQ(encodeJson(text).value(), jsonQuoted(text)) << at;
+      JsonWriter w;
+      w.beginObject();
+      w.field(text, 1);
+      w.endObject();
+      EXPECT_EQ(w.text(), "{" + jsonQuoted(text) + ":1}") << at;
+    }
+  }
+  // Invalid UTF-8 anywhere in a long text fails, and leaves nothing behind.
+  for (const std::string bad : {"\xff", "\xc3", "\xe2\x82", "\xed\xa0\x80", "\xc3\"\x80"}) {
+    for (std::size_t at : {0u, 7u, 8u, 9u, 20u}) {
+      std::string text = std::string(at, 'a') + bad + "\n" + std::string(5, 'b');
+      EXPECT_FALSE(encodeJson(text)) << at;
+      JsonWriter w;
+      w.beginArray();
+      w.value(1);
+      w.value(text);
+      EXPECT_TRUE(w.failed());
+      EXPECT_EQ(w.text(), "[1") << at;
+    }
+  }
+}
+
+TEST(JsonWriter, NullPointersAndNulloptAreNull) {
+  EXPECT_EQ(encodeJson(nullptr).value(), "null");
+  EXPECT_EQ(encodeJson(std::nullopt).value(), "null");
+  JsonWriter w;
+  w.beginObject();
+  w.field("p", nullptr);
+  w.field("o", std::nullopt);
+  w.field("s", std::shared_ptr<JsonValue>());
+  w.endObject();
+  EXPECT_EQ(w.text(), R"({"p":null,"o":null,"s":null})");
 }
 
 TEST(JsonWriter, DoublesInShortestFormThatReadsBack) {

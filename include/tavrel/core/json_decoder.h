@@ -128,6 +128,8 @@ class JsonNode {
 // Keyed view of a JSON object.
 class JsonObjectView {
  public:
+  // Lookups start at the key found last. With repeated keys in the input,
+  // which of the entries a lookup finds is unspecified.
   // Whether the key is present (even with a null value).
   bool contains(std::string_view key) const noexcept;
   // The value under `key`, or nullopt if the key is missing.
@@ -191,6 +193,10 @@ class JsonObjectView {
   T decodeFound(detail::RawElement element, std::string_view key) const;
 
   JsonNode node_;
+  // Where the next lookup starts: records read their keys mostly in document
+  // order, sometimes one key twice, so each lookup begins at the key found
+  // last and wraps around.
+  mutable std::size_t hint_ = 0;
 };
 
 // The elements of a JSON array, each with its indexed path.
@@ -374,7 +380,10 @@ std::optional<T> JsonNode::tryDecode() const noexcept {
 
 template <class T>
 T JsonObjectView::decodeFound(detail::RawElement element, std::string_view key) const {
-  if constexpr (detail::Primitive<T>) {
+  if constexpr (std::is_same_v<T, JsonValue>) {
+    // Never fails, so needs no path.
+    return JsonValue::decode(JsonNode(element, node_.context_, node_.segment_));
+  } else if constexpr (detail::Primitive<T>) {
     // Primitives need a path only when they fail.
     JsonNode probe(element, node_.context_, node_.segment_);
     T out{};

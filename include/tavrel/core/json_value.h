@@ -3,12 +3,14 @@
 // that can stand inside one.
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
-#include <unordered_map>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -16,6 +18,74 @@ namespace tavrel {
 
 class JsonNode;
 class JsonWriter;
+class JsonValue;
+namespace detail {
+struct JsonObjectAccess;
+}
+
+// The members of a JSON object: a small flat map from text to optional
+// JsonValue with unique keys. Lookups scan the members, which beats hashing for
+// the few members objects have in practice; one allocation holds them all.
+// The map is unordered: no operation, equality included, depends on the order
+// of its keys. Iteration yields pairs (.first is the key, .second the value);
+// a key must not be changed through an iterator.
+class JsonObject {
+ public:
+  using key_type = std::string;
+  using mapped_type = std::optional<JsonValue>;
+  using value_type = std::pair<std::string, std::optional<JsonValue>>;
+  using Members = std::vector<value_type>;
+  using iterator = Members::iterator;
+  using const_iterator = Members::const_iterator;
+  using size_type = std::size_t;
+
+  JsonObject() noexcept = default;
+  // Of a repeated key, the first entry is kept.
+  JsonObject(std::initializer_list<value_type> members);
+
+  iterator begin() noexcept;
+  iterator end() noexcept;
+  const_iterator begin() const noexcept;
+  const_iterator end() const noexcept;
+  size_type size() const noexcept;
+  bool empty() const noexcept;
+  void reserve(size_type count);
+  void clear() noexcept;
+
+  // The entry of `key`, or end().
+  iterator find(std::string_view key) noexcept;
+  const_iterator find(std::string_view key) const noexcept;
+  bool contains(std::string_view key) const noexcept;
+  // 1 if `key` is present, else 0 (as std::map counts).
+  size_type count(std::string_view key) const noexcept { return contains(key) ? 1 : 0; }
+  // The value of `key`; throws std::out_of_range if it is missing.
+  mapped_type& at(std::string_view key);
+  const mapped_type& at(std::string_view key) const;
+  // The value of `key`, inserting an absent value if it is missing.
+  mapped_type& operator[](std::string_view key);
+
+  // Inserts `key` with a value made of `args` unless the key is present; the
+  // bool tells whether it was inserted.
+  template <class... Args>
+  std::pair<iterator, bool> try_emplace(std::string key, Args&&... args);
+  template <class V>
+  std::pair<iterator, bool> emplace(std::string key, V&& value) {
+    return try_emplace(std::move(key), std::forward<V>(value));
+  }
+  // Sets `key` to `value`, replacing an entry; the bool tells whether it was new.
+  std::pair<iterator, bool> insert_or_assign(std::string key, mapped_type value);
+  // Removes the entry of `key`; the number of entries removed (0 or 1).
+  size_type erase(std::string_view key);
+  // Removes one entry; the iterator after it.
+  iterator erase(const_iterator position);
+
+  // The same keys with equal values, in any order.
+  friend bool operator==(const JsonObject& a, const JsonObject& b);
+
+ private:
+  friend struct detail::JsonObjectAccess;
+  Members members_;
+};
 
 // Root class of the records the service sends (Person, Admin, Message). It has
 // no state; a bare Model encodes as the empty object {}.
@@ -42,7 +112,7 @@ class JsonValue {
  public:
   // Map values are optional: an absent value (only `append` makes one) and
   // `empty` differ in memory and both encode as null.
-  using Object = std::unordered_map<std::string, std::optional<JsonValue>>;
+  using Object = JsonObject;
   using Array = std::vector<JsonValue>;
   using ModelRef = std::shared_ptr<Model>;
   struct Empty {
@@ -65,8 +135,8 @@ class JsonValue {
   JsonValue& operator=(JsonValue&& other) noexcept;
   ~JsonValue();
   JsonValue(std::string text) noexcept : storage_(std::move(text)) {}
-  JsonValue(std::string_view text) : storage_(std::string(text)) {}
-  JsonValue(const char* text) : storage_(std::string(text)) {}
+  JsonValue(std::string_view text) : storage_(std::in_place_index<0>, text) {}
+  JsonValue(const char* text) : storage_(std::in_place_index<0>, text) {}
   JsonValue(bool flag) noexcept : storage_(flag) {}
   JsonValue(double number) noexcept : storage_(number) {}
   template <class I>
@@ -111,6 +181,26 @@ class JsonValue {
  private:
   Storage storage_;
 };
+
+// --- JsonObject inline members ---------------------------------------------------------
+
+inline JsonObject::iterator JsonObject::begin() noexcept { return members_.begin(); }
+inline JsonObject::iterator JsonObject::end() noexcept { return members_.end(); }
+inline JsonObject::const_iterator JsonObject::begin() const noexcept { return members_.begin(); }
+inline JsonObject::const_iterator JsonObject::end() const noexcept { return members_.end(); }
+inline JsonObject::size_type JsonObject::size() const noexcept { return members_.size(); }
+inline bool JsonObject::empty() const noexcept { return members_.empty(); }
+inline void JsonObject::reserve(size_type count) { members_.reserve(count); }
+inline void JsonObject::clear() noexcept { members_.clear(); }
+inline bool JsonObject::contains(std::string_view key) const noexcept { return find(key) != end(); }
+
+template <class... Args>
+std::pair<JsonObject::iterator, bool> JsonObject::try_emplace(std::string key, Args&&... args) {
+  if (auto it = find(key); it != end()) return {it, false};
+  members_.emplace_back(std::piecewise_construct, std::forward_as_tuple(std::move(key)),
+                        std::forward_as_tuple(std::forward<Args>(args)...));
+  return {members_.end() - 1, true};
+}
 
 // The default text form of a 64-bit float: the shortest text that reads back
 // as the same number, always with a fraction or an exponent (2.0, 1e+300).

@@ -112,8 +112,11 @@ concept Encodable = requires(const T& t, JsonWriter& w) { t.encode(w); };
 
 template <class T>
 void JsonWriter::write(const T& v) {
-  if constexpr (std::is_same_v<T, bool> || std::is_arithmetic_v<T> ||
-                std::is_convertible_v<const T&, std::string_view>) {
+  // nullptr_t and nullopt_t first: nullptr_t converts to std::string_view.
+  if constexpr (std::is_same_v<T, std::nullopt_t> || std::is_same_v<T, std::nullptr_t>) {
+    null();
+  } else if constexpr (std::is_same_v<T, bool> || std::is_arithmetic_v<T> ||
+                       std::is_convertible_v<const T&, std::string_view>) {
     if constexpr (std::is_floating_point_v<T>) {
       value(static_cast<double>(v));
     } else if constexpr (std::is_arithmetic_v<T>) {
@@ -121,8 +124,6 @@ void JsonWriter::write(const T& v) {
     } else {
       value(std::string_view(v));
     }
-  } else if constexpr (std::is_same_v<T, std::nullopt_t> || std::is_same_v<T, std::nullptr_t>) {
-    null();
   } else if constexpr (detail::IsOptional<T>::value) {
     if (v) {
       write(*v);
