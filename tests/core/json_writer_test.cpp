@@ -11,63 +11,31 @@
 namespace tavrel {
 namespace {
 
-TEST(JsonWriter, EscapesStrings) {
+// The scan goes a word at a time: each kind of byte, at every offset around
+// the word edges, as a value and as a key.
+TEST(JsonWriter, EscapesAtEveryPositionAndChecksUtf8) {
   struct Case {
     std::string in, out;
   } cases[] = {
-      {"", R"("")"},
-      {"plain", R"("plain")"},
-      {"a\"b", R"("a\"b")"},
-      {"back\\slash", R"("back\\slash")"},
-      {"line\nfeed\ttab\r", R"("line\u000afeed\u0009tab\u000d")"},
-      {std::string("nul\0end", 7), R"("nul\u0000end")"},
-      {"\x1f\x7f", "\"\\u001f\x7f\""},
-      {"Привет 🙂 /", R"("Привет 🙂 /")"},
+      {"", ""},
+      {"\"", R"(\")"},
+      {"\\", R"(\\)"},
+      {"\n\t\r", R"(\u000a\u0009\u000d)"},
+      {std::string(1, '\0'), R"(\u0000)"},
+      {"\x1f\x7f", "\\u001f\x7f"},
+      {"ж🙂 /", "ж🙂 /"},
+      {"\"\"\\", R"(\"\"\\)"},
   };
-  for (const auto& c : cases) EXPECT_EQ(encodeJson(c.in).value(), c.out) << c.in;
-
-  JsonWriter w;
-  w.beginObject();
-  w.key("k\"\n");
-  w.value(1);
-  w.endObject();
-  EXPECT_EQ(w.text(), R"({"k\"\u000a":1})");
-}
-
-// What the writer must give for `text`, one byte at a time.
-std::string jsonQuoted(const std::string& text) {
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::string out = "\"";
-  for (char ch : text) {
-    auto c = static_cast<unsigned char>(ch);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += ch;
-    } else if (c < 0x20) {
-      out += "\\u00";
-      out += kHex[c >> 4];
-      out += kHex[c & 0xF];
-    } else {
-      out += ch;
-    }
-  }
-  return out + "\"";
-}
-
-TEST(JsonWriter, EscapesAndChecksEveryPositionOfLongerTexts) {
-  // The scan goes a word at a time: put each kind of byte at every offset
-  // around the word edges, as a value and as a key.
-  const std::string specials[] = {"\"", "\\", "\n", std::string(1, '\0'), "\x1f",
-                                  "\x7f", " ", "ж", "🙂", "\"\"\\"};
-  for (const auto& special : specials) {
+  for (const auto& c : cases) {
     for (std::size_t at = 0; at <= 17; ++at) {
-      std::string text = std::string(at, 'a') + special + std::string(17 - at, 'b');
-      EXPECT_EQ(encodeJson(text).value(), jsonQuoted(text)) << at;
+      const std::string a(at, 'a'), b(17 - at, 'b');
+      const std::string quoted = "\"" + a + c.out + b + "\"";
+      EXPECT_EQ(encodeJson(a + c.in + b).value(), quoted) << at;
       JsonWriter w;
       w.beginObject();
-      w.field(text, 1);
+      w.field(a + c.in + b, 1);
       w.endObject();
-      EXPECT_EQ(w.text(), "{" + jsonQuoted(text) + ":1}") << at;
+      EXPECT_EQ(w.text(), "{" + quoted + ":1}") << at;
     }
   }
   // Invalid UTF-8 anywhere in a long text fails, and leaves nothing behind.
@@ -102,8 +70,7 @@ TEST(JsonWriter, DoublesInShortestFormThatReadsBack) {
     double in;
     const char* out;
   } cases[] = {
-      {2.0, "2.0"},       {1e300, "1e+300"},  {0.1, "0.1"},         {-0.0, "-0.0"},
-      {15, "15.0"},       {100000, "100000.0"}, {1.5e-7, "1.5e-07"}, {-2.5, "-2.5"},
+      {2.0, "2.0"},       {1e300, "1e+300"},  {-0.0, "-0.0"}, {100000, "100000.0"}, {1.5e-7, "1.5e-07"},
       {5e-324, "5e-324"}, {1.7976931348623157e308, "1.7976931348623157e+308"},
       {0.30000000000000004, "0.30000000000000004"}, {1e-4, "0.0001"}, {1e-5, "1e-05"},
       {9007199254740991.0, "9007199254740991.0"}, {9007199254740992.0, "9.007199254740992e+15"},
@@ -126,7 +93,6 @@ TEST(JsonWriter, RefusesWhatJsonCannotHold) {
     ASSERT_FALSE(result);
     EXPECT_NE(std::string(result.error().what()).find("non-finite"), std::string::npos);
   }
-  EXPECT_FALSE(encodeJson(std::string("\xff")));
   JsonWriter w;
   w.beginObject();
   w.key("\xc3");
