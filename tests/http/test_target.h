@@ -1,9 +1,22 @@
 #pragma once
-// A target whose every part a test sets by hand.
+// Helpers of the HTTP tests: a target whose every part a test sets by hand,
+// and a loopback address where nobody listens.
 
+#include <chrono>
+#include <string>
+
+#include "support/test_http_server.h"
 #include "tavrel/http/target_type.h"
 
 namespace tavrel::test {
+
+inline constexpr auto kWait = std::chrono::seconds(20);
+
+// The URL of a test server that is gone: connecting there is refused.
+inline std::string closedURL() {
+  TestHttpServer gone;
+  return gone.url("/");
+}
 
 struct FakeTarget : TargetType {
   std::string base = "https://api.example.com/api/v1/";

