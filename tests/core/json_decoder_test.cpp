@@ -78,9 +78,7 @@ TEST(JsonDecoder, FailuresNameKindAndPath) {
       {R"({"data":[{"title":null,)" + ok + "}]}", Kind::valueNotFound, "data[0].title"},
       {R"({"data":[{"title":5,)" + ok + "}]}", Kind::typeMismatch, "data[0].title"},
       {R"({"data":[{"title":"t","tags":[1],)" + ok + "}]}", Kind::typeMismatch, "data[0].tags[0]"},
-      {"[1]", Kind::typeMismatch, ""},
-      {"", Kind::dataCorrupted, ""},
-      {R"({"data":[)", Kind::dataCorrupted, ""},
+      {"[1]", Kind::typeMismatch, ""}, {"", Kind::dataCorrupted, ""}, {R"({"data":[)", Kind::dataCorrupted, ""},
       {R"({"data":[]} x)", Kind::dataCorrupted, ""},
       {"{\"data\":[], \"s\":\"\xff\"}", Kind::dataCorrupted, ""},
       {"{\"data\":[], \"\xed\xa0\x80\":1}", Kind::dataCorrupted, ""},  // a UTF-16 surrogate

@@ -119,11 +119,8 @@ TEST(LogError, SystemDataPieces) {
     const char* function;
   };
   const Case cases[] = {
-      {"", "", ""},
-      {"Foo.ext", "Foo", "Foo.ext"},
-      {"/a/b.c/Foo.test.cpp", "Foo", "/a/b.c/Foo.test.cpp"},
-      {"dir/", "dir", "dir/"},
-      {"f(a)(b)", "f(a)(b)", "(a)(b)"},
+      {"", "", ""}, {"Foo.ext", "Foo", "Foo.ext"}, {"/a/b.c/Foo.test.cpp", "Foo", "/a/b.c/Foo.test.cpp"},
+      {"dir/", "dir", "dir/"}, {"f(a)(b)", "f(a)(b)", "(a)(b)"},
       {"void ns::run(int) const", "void ns::run(int) const", "(int) const"},
   };
   for (const auto& c : cases) {
