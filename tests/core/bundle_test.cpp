@@ -96,7 +96,6 @@ TEST_F(BundleTest, GetValueFromXmlAndBinaryPropertyLists) {
     EXPECT_EQ(info.getValue(Keys::wssUrl, AppType::app), "wss://rt.example.com");
     EXPECT_EQ(info.getValue(Keys::login), std::nullopt);           // missing
     EXPECT_EQ(info.getValue(Keys::closeViewWidth), std::nullopt);  // a number
-    EXPECT_EQ(info.getValue(Keys::apiUrl, AppType::sdk), "");      // other bundle missing
   }
 
   // A bundle without Info.plist, and one whose Info.plist is garbage, have none.
