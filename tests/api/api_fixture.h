@@ -2,8 +2,6 @@
 // Shared by the api tests: a loopback server, a main bundle whose Info.plist
 // "apiUrl" points at it, a transport of the test's own, settings for both
 // modes, a capture of the debug sink, and a way to wait for a stream's end.
-// Use: TEST_F(ApiFixture, X) { server.enqueue(test::Reply::json(200, body));
-// auto run = await(service.call()); ... server.requests() ... }
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -60,8 +58,6 @@ class MainBundle {
   }
   MainBundle(const MainBundle&) = delete;
   MainBundle& operator=(const MainBundle&) = delete;
-
-  const std::filesystem::path& dir() const { return dir_; }
 
  private:
   std::filesystem::path dir_;

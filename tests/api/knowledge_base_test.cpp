@@ -8,9 +8,7 @@
 namespace tavrel {
 namespace {
 
-using test::await;
 using test::Mode;
-using test::Reply;
 using test::succeeded;
 using KnowledgeBase = test::RouteFixture;
 using S = KnowledgeBaseService;
@@ -30,32 +28,16 @@ TEST_F(KnowledgeBase, EveryRouteOnTheWire) {
   const std::string flags = "&include_category=1&include_quote=1&pattern=";
   checkRoutes<S>({
       {"settings", Mode::app, settings, kb, "GET", "/api/v1/knowledgebase/7", app, ""},
-      {"settings", Mode::none, settings, kb, "GET", "/api/v1/knowledgebase/%7Bapp_id%7D",
-       "id_as_string=1", ""},
       {"categories", Mode::sdk, categories, "[]", "GET", "/api/v1/knowledgebase/7/categories",
        sdk + "&include_articles_counter=1", ""},
       {"articles", Mode::app, articles, "[]", "GET", "/api/v1/knowledgebase/7/articles",
        "auth_token=appm-7-tok&category=c%201&id_as_string=1", ""},
-      {"articles", Mode::none, articles, "[]", "GET", "/api/v1/knowledgebase/%7Bapp_id%7D/articles",
-       "category=c%201&id_as_string=1", ""},
       {"article", Mode::sdk, article, one, "GET", "/api/v1/knowledgebase/7/articles/a-5_x", sdk,
        ""},
       {"search", Mode::sdk, search, "[]", "GET", "/api/v1/knowledgebase/7/search",
        sdk + flags + "caf%C3%A9%20%26%20tea", ""},
       {"search", Mode::app, empty, "[]", "GET", "/api/v1/knowledgebase/7/search", app + flags, ""},
   });
-}
-
-// What the flags ask for comes back in the records.
-TEST_F(KnowledgeBase, DecodesCountersAndQuotes) {
-  S service(appSettings(), &transport);
-  server.enqueue(Reply::json(
-      200, test::envelope(R"([{"id":"1","name":"a","icon":"","articles_counter":3}])")));
-  server.enqueue(
-      Reply::json(200, test::envelope(R"([{"id":"a1","name":"b","quote":"…картой…"}])")));
-  EXPECT_EQ(await(service.getCategories()).elements.at(0).success()->data.at(0).count, 3);
-  EXPECT_EQ(await(service.search("картой")).elements.at(0).success()->data.at(0).description,
-            "…картой…");
 }
 
 }  // namespace
