@@ -1,6 +1,7 @@
 #include "command.h"
 
 #include <algorithm>
+#include <istream>
 #include <ostream>
 
 #include "version.h"
@@ -26,6 +27,15 @@ void printHelp(std::ostream& out) {
 }
 
 }  // namespace
+
+std::string readAll(std::istream& in) {
+  std::string all;
+  char chunk[1 << 16];
+  while (in.read(chunk, sizeof chunk) || in.gcount() > 0) {
+    all.append(chunk, static_cast<std::size_t>(in.gcount()));
+  }
+  return all;
+}
 
 Registrar::Registrar(Command command) { registry().push_back(command); }
 

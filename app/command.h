@@ -26,6 +26,9 @@ struct Command {
   CommandFn run;             // returns the exit status
 };
 
+// The whole of a stream, for commands that read standard input.
+std::string readAll(std::istream& in);
+
 // All registered commands, sorted by name.
 std::vector<Command> commands();
 

@@ -123,15 +123,6 @@ void printUsage(std::ostream& out) {
   for (const auto& entry : typeTable()) out << "  " << entry.name << '\n';
 }
 
-std::string readAll(std::istream& in) {
-  std::string all;
-  char chunk[1 << 16];
-  while (in.read(chunk, sizeof chunk) || in.gcount() > 0) {
-    all.append(chunk, static_cast<std::size_t>(in.gcount()));
-  }
-  return all;
-}
-
 // Sends the library's debug lines to standard error while a record decodes,
 // so that standard output holds the JSON alone.
 class DebugToError {

@@ -19,15 +19,6 @@ constexpr const char* kUsage =
     "  unescape  each known :shortname: becomes its emoji\n"
     "Every other byte, valid UTF-8 or not, is written unchanged.\n";
 
-std::string readAll(std::istream& in) {
-  std::string all;
-  char chunk[1 << 16];
-  while (in.read(chunk, sizeof chunk) || in.gcount() > 0) {
-    all.append(chunk, static_cast<std::size_t>(in.gcount()));
-  }
-  return all;
-}
-
 int runEmoji(std::span<const std::string> args, Io io) {
   if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
     io.out << kUsage;

@@ -2,100 +2,65 @@
 
 #include <stdexcept>
 
-namespace tavrel {
-namespace {
+#include "tavrel/core/exception_text.h"
 
-std::string describeException(const std::exception_ptr& error) {
-  if (!error) return "unknown error";
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "unknown error";
-  }
+namespace tavrel {
+
+MoyaError::MoyaError(Kind kind, std::optional<HttpResponse> response, std::exception_ptr error)
+    : kind_(kind), response_(std::move(response)), error_(std::move(error)) {
+  describe();
 }
 
-}  // namespace
-
 MoyaError MoyaError::imageMapping(HttpResponse response) {
-  MoyaError e(Kind::imageMapping);
-  e.response_ = std::move(response);
-  e.describe();
-  return e;
+  return MoyaError(Kind::imageMapping, std::move(response));
 }
 
 MoyaError MoyaError::jsonMapping(HttpResponse response) {
-  MoyaError e(Kind::jsonMapping);
-  e.response_ = std::move(response);
-  e.describe();
-  return e;
+  return MoyaError(Kind::jsonMapping, std::move(response));
 }
 
 MoyaError MoyaError::stringMapping(HttpResponse response) {
-  MoyaError e(Kind::stringMapping);
-  e.response_ = std::move(response);
-  e.describe();
-  return e;
+  return MoyaError(Kind::stringMapping, std::move(response));
 }
 
 MoyaError MoyaError::objectMapping(std::exception_ptr error, HttpResponse response) {
-  MoyaError e(Kind::objectMapping);
-  e.error_ = std::move(error);
-  e.response_ = std::move(response);
-  e.describe();
-  return e;
+  return MoyaError(Kind::objectMapping, std::move(response), std::move(error));
 }
 
 MoyaError MoyaError::encodableMapping(std::exception_ptr error) {
-  MoyaError e(Kind::encodableMapping);
-  e.error_ = std::move(error);
-  e.describe();
-  return e;
+  return MoyaError(Kind::encodableMapping, std::nullopt, std::move(error));
 }
 
 MoyaError MoyaError::statusCode(HttpResponse response) {
-  MoyaError e(Kind::statusCode);
-  e.response_ = std::move(response);
-  e.describe();
-  return e;
+  return MoyaError(Kind::statusCode, std::move(response));
 }
 
 MoyaError MoyaError::underlying(URLError error, std::optional<HttpResponse> response) {
-  MoyaError e(Kind::underlying);
-  e.error_ = std::make_exception_ptr(error);
+  MoyaError e(Kind::underlying, std::move(response), std::make_exception_ptr(error));
   e.urlError_ = std::move(error);
-  e.response_ = std::move(response);
-  e.describe();
   return e;
 }
 
 MoyaError MoyaError::underlying(std::exception_ptr error, std::optional<HttpResponse> response) {
-  MoyaError e(Kind::underlying);
+  MoyaError e(Kind::underlying, std::move(response), error);
   try {
     if (error) std::rethrow_exception(error);
   } catch (const URLError& url) {
     e.urlError_ = url;
   } catch (...) {
   }
-  e.error_ = std::move(error);
-  e.response_ = std::move(response);
-  e.describe();
   return e;
 }
 
 MoyaError MoyaError::requestMapping(std::string url) {
-  MoyaError e(Kind::requestMapping);
+  MoyaError e(Kind::requestMapping, std::nullopt);
   e.url_ = std::move(url);
-  e.describe();
   return e;
 }
 
 MoyaError MoyaError::parameterEncoding(std::string reason) {
-  MoyaError e(Kind::parameterEncoding);
-  e.error_ = std::make_exception_ptr(std::runtime_error(std::move(reason)));
-  e.describe();
-  return e;
+  return MoyaError(Kind::parameterEncoding, std::nullopt,
+                   std::make_exception_ptr(std::runtime_error(std::move(reason))));
 }
 
 void MoyaError::describe() {

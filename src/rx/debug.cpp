@@ -6,20 +6,14 @@
 #include <ctime>
 #include <string>
 
+#include "tavrel/core/exception_text.h"
 #include "tavrel/core/log.h"
 #include "tavrel/rx/observable.h"
 
 namespace tavrel::rx::detail {
 
 std::string describeError(std::exception_ptr error) {
-  if (!error) return "no error";
-  try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& e) {
-    return e.what();
-  } catch (...) {
-    return "unknown error";
-  }
+  return error ? describeException(error) : "no error";
 }
 
 void reportCallbackException(const char* where, std::exception_ptr error) noexcept {

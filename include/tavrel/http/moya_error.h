@@ -50,7 +50,8 @@ class MoyaError : public std::exception {
   const char* what() const noexcept override { return message_.c_str(); }
 
  private:
-  explicit MoyaError(Kind kind) : kind_(kind) {}
+  // Every factory ends here: stores the payloads and writes the message.
+  MoyaError(Kind kind, std::optional<HttpResponse> response, std::exception_ptr error = nullptr);
   void describe();
 
   Kind kind_;
