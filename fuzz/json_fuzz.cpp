@@ -1,5 +1,6 @@
 // Arbitrary bytes -> JsonValue; whatever decodes must encode, and the text it
-// encodes to must decode back to the same tree and encode to the same text.
+// encodes to must decode back to the same tree and encode to the same text,
+// whether its objects and arrays are still kept encoded or already built.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +13,18 @@
 using tavrel::decodeJson;
 using tavrel::encodeJson;
 using tavrel::JsonValue;
+
+namespace {
+void buildAll(JsonValue& v) {
+  if (auto* object = v.getIf<JsonValue::Object>()) {
+    for (auto& member : *object) {
+      if (member.second) buildAll(*member.second);
+    }
+  } else if (auto* array = v.getIf<JsonValue::Array>()) {
+    for (auto& element : *array) buildAll(element);
+  }
+}
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view bytes(reinterpret_cast<const char*>(data), size);
@@ -26,6 +39,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!second || !(second.value() == first.value())) std::abort();
   auto again = encodeJson(second.value());
   if (!again || again.value().size() != text.value().size()) std::abort();
+  JsonValue built = first.value();
+  buildAll(built);
+  auto builtText = encodeJson(built);
+  if (!builtText || builtText.value() != text.value() || !(built == first.value())) std::abort();
   // Typed reads of the root never crash, whatever they answer.
   (void)decodeJson<std::int64_t>(bytes);
   (void)decodeJson<std::vector<std::string>>(bytes);

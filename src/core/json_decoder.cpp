@@ -131,7 +131,10 @@ struct Parser {
   std::unique_ptr<char[]> input;  // the bytes, copied with the parser's padding
   std::size_t inputCapacity = 0;
 
-  simdjson::error_code parse(std::string_view bytes, dom::element& root) {
+  simdjson::error_code parse(std::string_view bytes, std::size_t readable, dom::element& root) {
+    if (readable >= bytes.size() + simdjson::SIMDJSON_PADDING) {
+      return dom.parse(bytes.data(), bytes.size(), false).get(root);
+    }
     if (inputCapacity < bytes.size() || !input) {
       std::size_t capacity = std::max(bytes.size(), inputCapacity * 2);
       input = std::make_unique_for_overwrite<char[]>(capacity + simdjson::SIMDJSON_PADDING);
@@ -181,17 +184,17 @@ class PooledParser {
 
 }  // namespace
 
-std::optional<DecodingError> visitJson(std::string_view bytes, RootVisitor visit,
-                                       void* state) noexcept {
+std::optional<DecodingError> visitJson(std::string_view bytes, std::size_t readable,
+                                       RootVisitor visit, void* state) noexcept {
   try {
     PooledParser parser;
     dom::element root;
-    if (auto error = (*parser).parse(bytes, root)) {
+    if (auto error = (*parser).parse(bytes, readable, root)) {
       return DecodingError(DecodingError::Kind::dataCorrupted, "",
                            std::string("the data is not valid JSON: ") +
                                simdjson::error_message(error));
     }
-    JsonContext context;
+    JsonContext context(bytes.size());
     visit(state, context.root(root));
     return std::nullopt;
   } catch (DecodingError& error) {
@@ -305,26 +308,34 @@ dom::array arrayOf(const RawElement& raw) {
 }  // namespace
 
 bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcept {
-  dom::object object = objectOf(node_.element_);
-  const dom::object::iterator first = object.begin();
-  const dom::object::iterator last = object.end();
-  dom::object::iterator start = first;
-  if (hint_ != 0) start = fromRaw<dom::object::iterator>(RawElement{node_.element_.doc, hint_});
-  auto take = [&](dom::object::iterator it) {
-    out = toRaw(it.value());
-    hint_ = toRaw(it).index;
+  // Straight on the tape: members are key words, each followed by its value.
+  const std::uint64_t* words = detail::tape::wordsOf(node_.element_);
+  const std::uint8_t* strings = detail::tape::stringsOf(node_.element_);
+  const std::size_t first = node_.element_.index + 1;
+  const std::size_t last = detail::tape::after(words, node_.element_.index) - 1;  // the '}'
+  const std::size_t start = hint_ != 0 ? hint_ : first;
+  auto matches = [&](std::size_t at) {
+    const std::uint8_t* text = strings + (words[at] & detail::tape::kPayloadMask);
+    std::uint32_t length;
+    std::memcpy(&length, text, sizeof length);
+    if (length != key.size()) return false;
+    text += sizeof length;
+    for (std::size_t i = 0; i < length; ++i) {
+      if (static_cast<char>(text[i]) != key[i]) return false;
+    }
+    return true;
   };
-  for (auto it = start; it != last; ++it) {
-    if (it.key_equals(key)) {
-      take(it);
-      return true;
-    }
+  auto take = [&](std::size_t at) {
+    out = RawElement{node_.element_.doc, at + 1};
+    std::size_t next = detail::tape::after(words, at + 1);
+    hint_ = next == last ? 0 : next;
+    return true;
+  };
+  for (std::size_t at = start; at < last; at = detail::tape::after(words, at + 1)) {
+    if (matches(at)) return take(at);
   }
-  for (auto it = first; it != start; ++it) {
-    if (it.key_equals(key)) {
-      take(it);
-      return true;
-    }
+  for (std::size_t at = first; at < start; at = detail::tape::after(words, at + 1)) {
+    if (matches(at)) return take(at);
   }
   return false;
 }

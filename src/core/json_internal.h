@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "core/json_trees.h"
 #include "tavrel/core/json_decoder.h"
 
 namespace tavrel::detail {
@@ -23,6 +24,28 @@ static_assert(sizeof(dom::object::iterator) == sizeof(RawElement));
 static_assert(std::is_trivially_copyable_v<dom::object::iterator>);
 static_assert(sizeof(dom::array::iterator) == sizeof(RawElement));
 static_assert(std::is_trivially_copyable_v<dom::array::iterator>);
+
+// The parser's tape, read directly where its element API costs too much: each
+// 64-bit word has its type in the top byte and a payload below.
+namespace tape {
+constexpr std::uint64_t kPayloadMask = 0x00FFFFFFFFFFFFFF;
+inline char typeOf(std::uint64_t word) noexcept { return static_cast<char>(word >> 56); }
+inline const std::uint64_t* wordsOf(RawElement raw) noexcept {
+  return static_cast<const dom::document*>(raw.doc)->tape.get();
+}
+inline const std::uint8_t* stringsOf(RawElement raw) noexcept {
+  return static_cast<const dom::document*>(raw.doc)->string_buf.get();
+}
+// The index just past the value at `index`.
+inline std::size_t after(const std::uint64_t* words, std::size_t index) noexcept {
+  std::uint64_t word = words[index];
+  switch (typeOf(word)) {
+    case '{': case '[': return static_cast<std::uint32_t>(word);  // past the closing word
+    case 'l': case 'u': case 'd': return index + 2;                // the number follows
+    default: return index + 1;
+  }
+}
+}  // namespace tape
 
 template <class D>
 inline D fromRaw(RawElement raw) noexcept {
@@ -40,7 +63,12 @@ class JsonContext {
  public:
   static constexpr std::uint32_t kNoIndex = UINT32_MAX;
 
-  JsonContext() { segments_.push_back({0, 0, 0, kNoIndex}); }
+  // Documents beyond this size build their trees at once (see TreeStore).
+  static constexpr std::size_t kMaxKeptDocument = std::size_t{256} << 20;
+
+  explicit JsonContext(std::size_t documentBytes) : trees_(documentBytes <= kMaxKeptDocument) {
+    segments_.push_back({0, 0, 0, kNoIndex});
+  }
 
   JsonNode root(dom::element element) noexcept { return JsonNode(toRaw(element), this, 0); }
   JsonNode node(dom::element element, std::uint32_t segment) noexcept {
@@ -53,6 +81,8 @@ class JsonContext {
   std::string path(std::uint32_t segment) const;
   // path(segment) followed by one more key.
   std::string pathWithKey(std::uint32_t segment, std::string_view key) const;
+  // Where the document's JsonValue trees are kept.
+  TreeStore& trees() noexcept { return trees_; }
 
  private:
   struct Segment {
@@ -63,12 +93,14 @@ class JsonContext {
   };
   std::vector<Segment> segments_;
   std::string keys_;
+  TreeStore trees_;
 };
 
 // Appends formatDouble(value) to `out`.
 void appendDouble(std::string& out, double value);
 
-// Builds the JsonValue of a parsed element, by the order of attempts.
+// Builds the whole JsonValue of a parsed element at once, by the order of
+// attempts.
 JsonValue makeJsonValue(dom::element element);
 
 }  // namespace tavrel::detail

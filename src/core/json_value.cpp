@@ -1,6 +1,7 @@
 #include "tavrel/core/json_value.h"
 
 #include <charconv>
+#include <memory>
 #include <cmath>
 #include <stdexcept>
 #include <unordered_set>
@@ -24,21 +25,105 @@ void Model::encode(JsonWriter& writer) const {
 // --- JsonValue special members -------------------------------------------------------
 
 JsonValue::JsonValue(const JsonValue& other) = default;
-JsonValue::JsonValue(JsonValue&& other) noexcept = default;
 JsonValue& JsonValue::operator=(const JsonValue& other) = default;
-JsonValue& JsonValue::operator=(JsonValue&& other) noexcept = default;
 JsonValue::~JsonValue() = default;
 
+// A moved-from deferred value has no chunk left: make it empty.
+JsonValue::JsonValue(JsonValue&& other) noexcept : storage_(std::move(other.storage_)) {
+  if (other.storage_.index() == kDeferred) other.storage_.emplace<Empty>();
+}
+
+JsonValue& JsonValue::operator=(JsonValue&& other) noexcept {
+  storage_ = std::move(other.storage_);
+  if (other.storage_.index() == kDeferred && &other != this) other.storage_.emplace<Empty>();
+  return *this;
+}
+
+// --- deferred trees ----------------------------------------------------------------
+
+JsonValue::Deferred::Deferred(const Deferred& other) noexcept
+    : chunk_(other.chunk_), offset_(other.offset_) {
+  if (chunk_) chunk_->retain();
+}
+
+// Moving from a value excludes readers of it, so its built tree changes hands
+// with plain loads and stores.
+JsonValue::Deferred::Deferred(Deferred&& other) noexcept
+    : chunk_(std::exchange(other.chunk_, nullptr)),
+      offset_(other.offset_),
+      built_(other.built_.load(std::memory_order_relaxed)) {
+  other.built_.store(nullptr, std::memory_order_relaxed);
+}
+
+JsonValue::Deferred& JsonValue::Deferred::operator=(const Deferred& other) noexcept {
+  if (this != &other) {
+    if (other.chunk_) other.chunk_->retain();
+    release();
+    chunk_ = other.chunk_;
+    offset_ = other.offset_;
+  }
+  return *this;
+}
+
+JsonValue::Deferred& JsonValue::Deferred::operator=(Deferred&& other) noexcept {
+  if (this != &other) {
+    release();
+    chunk_ = std::exchange(other.chunk_, nullptr);
+    offset_ = other.offset_;
+    built_.store(other.built_.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    other.built_.store(nullptr, std::memory_order_relaxed);
+  }
+  return *this;
+}
+
+JsonValue::Deferred::~Deferred() { release(); }
+
+void JsonValue::Deferred::release() noexcept {
+  // Only the owner releases, with no reader left: the acquire pairs with the
+  // release of the reader that built the tree.
+  delete built_.load(std::memory_order_acquire);
+  built_.store(nullptr, std::memory_order_relaxed);
+  if (chunk_) chunk_->release();
+  chunk_ = nullptr;
+}
+
+JsonValue::Kind JsonValue::Deferred::kind() const noexcept {
+  return detail::TreeStore::kindAt(chunk_, offset_);
+}
+
+const JsonValue& JsonValue::Deferred::tree() const {
+  if (JsonValue* built = built_.load(std::memory_order_acquire)) return *built;
+  auto fresh = std::make_unique<JsonValue>(detail::TreeStore::build(chunk_, offset_));
+  JsonValue* expected = nullptr;
+  if (built_.compare_exchange_strong(expected, fresh.get(), std::memory_order_acq_rel,
+                                     std::memory_order_acquire)) {
+    return *fresh.release();
+  }
+  return *expected;  // another reader built it first
+}
+
+JsonValue JsonValue::Deferred::take() {
+  if (std::unique_ptr<JsonValue> built{built_.load(std::memory_order_acquire)}) {
+    built_.store(nullptr, std::memory_order_relaxed);
+    return std::move(*built);
+  }
+  return detail::TreeStore::build(chunk_, offset_);
+}
+
+void JsonValue::Deferred::encode(JsonWriter& writer) const {
+  detail::TreeStore::encode(chunk_, offset_, writer);
+}
+
+JsonValue::Kind JsonValue::deferredKind() const noexcept {
+  return std::get_if<kDeferred>(&storage_)->kind();
+}
+
+void JsonValue::thaw() {
+  JsonValue tree = std::get_if<kDeferred>(&storage_)->take();
+  storage_ = std::move(tree.storage_);
+}
+
 // --- JsonObject ------------------------------------------------------------------------
-
-namespace detail {
-
-// The decoder's way in: it appends members whose keys it has checked itself.
-struct JsonObjectAccess {
-  static JsonObject::Members& members(JsonObject& object) noexcept { return object.members_; }
-};
-
-}  // namespace detail
 
 JsonObject::JsonObject(std::initializer_list<value_type> members) {
   members_.reserve(members.size());
@@ -204,12 +289,16 @@ JsonValue makeJsonValue(dom::element element) {
 }  // namespace detail
 
 JsonValue JsonValue::decode(const JsonNode& node) {
-  return detail::makeJsonValue(detail::fromRaw<dom::element>(node.element_));
+  return node.context_->trees().make(detail::fromRaw<dom::element>(node.element_));
 }
 
 // --- encoding ------------------------------------------------------------------------------
 
 void JsonValue::encode(JsonWriter& writer) const {
+  if (const Deferred* deferred = std::get_if<kDeferred>(&storage_)) {
+    deferred->encode(writer);
+    return;
+  }
   switch (kind()) {
     case Kind::string: writer.value(*getIf<std::string>()); break;
     case Kind::int_: writer.value(*getIf<std::int64_t>()); break;
@@ -271,17 +360,33 @@ void JsonValue::append(std::string key, std::optional<JsonValue> value) {
 }
 
 bool operator==(const JsonValue& a, const JsonValue& b) {
+  constexpr std::size_t deferred = JsonValue::kDeferred;
   if (a.kind() != b.kind()) return false;
-  if (a.kind() == JsonValue::Kind::model) {
-    const auto& x = *a.getIf<JsonValue::ModelRef>();
-    const auto& y = *b.getIf<JsonValue::ModelRef>();
-    if (x == y) return true;
-    if (!x || !y) return false;
-    EncodeResult ex = encodeJson(x);
-    EncodeResult ey = encodeJson(y);
-    return ex && ey && ex.value() == ey.value();
+  if (a.storage_.index() == deferred && b.storage_.index() == deferred &&
+      std::get_if<deferred>(&a.storage_)->sameAs(*std::get_if<deferred>(&b.storage_))) {
+    return true;
   }
-  return a.storage_ == b.storage_;
+  const JsonValue& x = a.resolved();
+  const JsonValue& y = b.resolved();
+  switch (x.kind()) {
+    case JsonValue::Kind::string: return *x.getIf<std::string>() == *y.getIf<std::string>();
+    case JsonValue::Kind::int_: return *x.getIf<std::int64_t>() == *y.getIf<std::int64_t>();
+    case JsonValue::Kind::double_: return *x.getIf<double>() == *y.getIf<double>();
+    case JsonValue::Kind::bool_: return *x.getIf<bool>() == *y.getIf<bool>();
+    case JsonValue::Kind::object: return *x.getIf<JsonObject>() == *y.getIf<JsonObject>();
+    case JsonValue::Kind::array: return *x.getIf<JsonValue::Array>() == *y.getIf<JsonValue::Array>();
+    case JsonValue::Kind::model: {
+      const auto& p = *x.getIf<JsonValue::ModelRef>();
+      const auto& q = *y.getIf<JsonValue::ModelRef>();
+      if (p == q) return true;
+      if (!p || !q) return false;
+      EncodeResult ep = encodeJson(p);
+      EncodeResult eq = encodeJson(q);
+      return ep && eq && ep.value() == eq.value();
+    }
+    case JsonValue::Kind::empty: return true;
+  }
+  return false;
 }
 
 }  // namespace tavrel

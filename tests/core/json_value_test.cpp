@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_writer.h"
@@ -158,6 +160,105 @@ TEST(JsonValue, NonFiniteNumbersHaveNoJsonText) {
   JsonValue v(JsonValue::Object{{"x", JsonValue(std::numeric_limits<double>::infinity())}});
   EXPECT_EQ(v.asString(), std::nullopt);
   EXPECT_EQ(v.getString("x"), "inf");
+}
+
+
+// Decoded objects and arrays are kept encoded until read. Gives every object
+// and array of `v` members of its own, depth first, through mutable access.
+void buildAll(JsonValue& v) {
+  if (auto* object = v.getIf<JsonValue::Object>()) {
+    for (auto& member : *object) {
+      if (member.second) buildAll(*member.second);
+    }
+  } else if (auto* array = v.getIf<JsonValue::Array>()) {
+    for (auto& element : *array) buildAll(element);
+  }
+}
+
+TEST(JsonValueKeptTrees, WriteTheSameTextKeptAndBuilt) {
+  std::string manyKeys = "{";
+  for (int i = 0; i < 40; ++i) manyKeys += "\"k" + std::to_string(i) + "\":" + std::to_string(i) + ",";
+  manyKeys += R"("k3":"again","k0":{"x":1}})";
+  std::string manyKeysText = "{";
+  for (int i = 0; i < 40; ++i) {
+    manyKeysText += (i ? ",\"k" : "\"k") + std::to_string(i) + "\":" + std::to_string(i);
+  }
+  manyKeysText += "}";
+  struct Case {
+    std::string json;
+    std::string text;
+  } cases[] = {
+      // The first of repeated keys wins, with any kind of value after it.
+      {R"({"a":1,"b":2,"a":{"x":[1]},"b":[3],"c":"s","a":2.5})", R"({"a":1,"b":2,"c":"s"})"},
+      {R"([{"a":1,"a":2},{"a":3}])", R"([{"a":1},{"a":3}])"},
+      // Whole floats become integers; beyond int64 only a float holds it.
+      {R"([1.0,1e3,-0.0,2.5,18446744073709551615,-9223372036854775808])",
+       R"([1,1000,0,2.5,1.8446744073709552e+19,-9223372036854775808])"},
+      {R"({"o":{"x":{"y":[{"z":"deep"},[],{}]}},"e":{},"t":[true,false,null]})",
+       R"({"o":{"x":{"y":[{"z":"deep"},[],{}]}},"e":{},"t":[true,false,null]})"},
+      {"[" + manyKeys + "," + manyKeys + "]", "[" + manyKeysText + "," + manyKeysText + "]"},
+  };
+  for (const auto& c : cases) {
+    JsonValue kept = parse(c.json);
+    JsonValue built = kept;
+    buildAll(built);
+    EXPECT_EQ(kept.asString(), c.text) << c.json;
+    EXPECT_EQ(built.asString(), c.text) << c.json;
+    EXPECT_EQ(kept, built) << c.json;
+    EXPECT_EQ(built, kept) << c.json;
+  }
+}
+
+TEST(JsonValueKeptTrees, PiecesOutliveTheirAnswerAndChangeAlone) {
+  // Many trees of one answer share storage; one of them big enough for
+  // storage of its own.
+  std::string json = "[";
+  for (int i = 0; i < 600; ++i) json += R"({"n":)" + std::to_string(i) + R"(,"tags":["a","b"]},)";
+  json += R"({"big":")" + std::string(5000, 'x') + R"("}])";
+  std::optional<JsonValue> piece, big;
+  {
+    JsonValue answer = parse(json);
+    piece = answer.getItemFromArray(321);
+    big = answer.getItemFromArray(600);
+  }
+  ASSERT_TRUE(piece && big);
+  EXPECT_EQ(piece->getString("n"), "321");
+  EXPECT_EQ(piece->asString(), R"({"n":321,"tags":["a","b"]})");
+  EXPECT_EQ(big->getString("big")->size(), 5000u);
+
+  // A copy that changes leaves the others alone, and the other way round.
+  JsonValue copy = *piece;
+  copy.append("n", JsonValue("changed"));
+  copy.getIf<JsonValue::Object>()->at("tags")->getIf<JsonValue::Array>()->push_back(JsonValue(1));
+  EXPECT_EQ(piece->asString(), R"({"n":321,"tags":["a","b"]})");
+  EXPECT_EQ(copy.asString(), R"({"n":"changed","tags":["a","b",1]})");
+  EXPECT_NE(copy, *piece);
+
+  // A value moved from stays usable.
+  JsonValue moved = std::move(copy);
+  (void)copy.kind();
+  copy = JsonValue(1);
+  EXPECT_EQ(copy, JsonValue(1));
+  EXPECT_EQ(moved.getString("n"), "changed");
+}
+
+TEST(JsonValueKeptTrees, ReadersOnManyThreadsShareOneBuiltTree) {
+  const JsonValue tree = parse(R"({"a":{"b":[1,2,{"c":"d"}]},"e":"f"})");
+  constexpr int kThreads = 4;
+  std::vector<const JsonValue::Object*> seen(kThreads);
+  std::vector<std::string> texts(kThreads);
+  std::vector<std::thread> readers;
+  for (int t = 0; t < kThreads; ++t) {
+    readers.emplace_back([&, t] {
+      seen[t] = tree.getIf<JsonValue::Object>();
+      texts[t] = tree.getString("a").value_or("") + tree.asString().value_or("");
+    });
+  }
+  for (auto& reader : readers) reader.join();
+  for (int t = 0; t < kThreads; ++t) {
+    EXPECT_EQ(seen[t], seen[0]);
+    EXPECT_EQ(texts[t], R"({"b":[1,2,{"c":"d"}]}{"a":{"b":[1,2,{"c":"d"}]},"e":"f"})");
+  }
 }
 
 }  // namespace

@@ -194,8 +194,8 @@ class JsonObjectView {
 
   JsonNode node_;
   // Where the next lookup starts: records read their keys mostly in document
-  // order, sometimes one key twice, so each lookup begins at the key found
-  // last and wraps around.
+  // order, so each lookup begins just after the key found last and wraps
+  // around.
   mutable std::size_t hint_ = 0;
 };
 
@@ -307,6 +307,17 @@ ReadStatus readPrimitive(const JsonNode& node, T& out) noexcept {
 }
 
 template <class T>
+T decodeNode(const JsonNode& node);
+
+// Converts to the decoded T, so that emplace_back and make_shared build the
+// value in place rather than moving a decoded one in.
+template <class T>
+struct DecodedElement {
+  const JsonNode& node;
+  operator T() const { return decodeNode<T>(node); }
+};
+
+template <class T>
 T decodeNode(const JsonNode& node) {
   if constexpr (Primitive<T>) {
     T out{};
@@ -334,7 +345,7 @@ T decodeNode(const JsonNode& node) {
       if constexpr (IsSharedPtr<R>::value) {
         return E::decode(node);
       } else {
-        return std::make_shared<E>(E::decode(node));
+        return std::make_shared<E>(DecodedElement<E>{node});
       }
     } else {
       static_assert(std::is_constructible_v<E, const JsonNode&>,
@@ -352,9 +363,21 @@ T decodeNode(const JsonNode& node) {
 
 // Parses `bytes` and calls visit(state, root) inside the document. Returns the
 // DecodingError thrown by the visitor or by parsing, if any. Never throws.
+// `readable` is how many bytes from bytes.data() may be read: with enough of
+// them past the end the parser reads the bytes where they are, else it copies.
 using RootVisitor = void (*)(void* state, const JsonNode& root);
-std::optional<DecodingError> visitJson(std::string_view bytes, RootVisitor visit,
-                                       void* state) noexcept;
+std::optional<DecodingError> visitJson(std::string_view bytes, std::size_t readable,
+                                       RootVisitor visit, void* state) noexcept;
+
+template <class T>
+DecodeResult<T> decodeJsonIn(std::string_view bytes, std::size_t readable) {
+  std::optional<T> out;
+  auto visit = [](void* state, const JsonNode& root) {
+    static_cast<std::optional<T>*>(state)->emplace(root.decode<T>());
+  };
+  if (auto error = visitJson(bytes, readable, visit, &out)) return std::move(*error);
+  return std::move(*out);
+}
 
 }  // namespace detail
 
@@ -434,7 +457,7 @@ template <class T>
 std::vector<T> JsonArrayView::decode() const {
   std::vector<T> out;
   out.reserve(size());
-  for (JsonNode element : *this) out.push_back(detail::decodeNode<T>(element));
+  for (JsonNode element : *this) out.emplace_back(detail::DecodedElement<T>{element});
   return out;
 }
 
@@ -445,12 +468,15 @@ std::vector<T> JsonArrayView::decode() const {
 // garbage, nesting deeper than 1024) give dataCorrupted.
 template <class T>
 DecodeResult<T> decodeJson(std::string_view bytes) {
-  std::optional<T> out;
-  auto visit = [](void* state, const JsonNode& root) {
-    static_cast<std::optional<T>*>(state)->emplace(root.decode<T>());
-  };
-  if (auto error = detail::visitJson(bytes, visit, &out)) return std::move(*error);
-  return std::move(*out);
+  return detail::decodeJsonIn<T>(bytes, bytes.size());
+}
+
+// The same for a string; one with 64 bytes of spare capacity is parsed where
+// it is, without a copy.
+template <class T, class S>
+  requires std::same_as<S, std::string>
+DecodeResult<T> decodeJson(const S& bytes) {
+  return detail::decodeJsonIn<T>(bytes, bytes.capacity());
 }
 
 }  // namespace tavrel

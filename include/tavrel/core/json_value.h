@@ -2,6 +2,7 @@
 // JsonValue: the untyped JSON tree, and Model: the root of the record family
 // that can stand inside one.
 
+#include <atomic>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -21,6 +22,8 @@ class JsonWriter;
 class JsonValue;
 namespace detail {
 struct JsonObjectAccess;
+struct TreeChunk;
+class TreeStore;
 }
 
 // The members of a JSON object: a small flat map from text to optional
@@ -108,6 +111,15 @@ class Model {
 
 // The untyped JSON tree: a tagged value with eight cases, in this order.
 // Decoding it never fails on well-formed JSON.
+//
+// A decoded object or array is kept in a compact encoded form and built into
+// members or elements, all of its levels at once, only when something first
+// reads it: records that carry free-form trees cost little until those trees
+// are used. Kept trees share 4 KiB blocks with the trees decoded next to them
+// (big ones have blocks of their own); a block lives as long as a tree in it.
+// None of this shows: every operation sees the same value, and reading one
+// value from several threads at once is safe, as for any other value.
+// Changing it (through the non-const getIf or append) first builds it.
 class JsonValue {
  public:
   // Map values are optional: an absent value (only `append` makes one) and
@@ -121,10 +133,6 @@ class JsonValue {
 
   // The cases; the trailing underscore avoids the C++ keywords.
   enum class Kind { string, int_, double_, bool_, object, array, model, empty };
-
-  // Payloads in case order; `Kind` indexes this variant.
-  using Storage = std::variant<std::string, std::int64_t, double, bool, Object,
-                               Array, ModelRef, Empty>;
 
   JsonValue() noexcept : storage_(Empty{}) {}  // the `empty` case
   // Out of line: keeps the variant's copies in one place (smaller code, and
@@ -147,14 +155,23 @@ class JsonValue {
   JsonValue(ModelRef model) noexcept : storage_(std::move(model)) {}
 
   // Which case this value is.
-  Kind kind() const noexcept { return static_cast<Kind>(storage_.index()); }
+  Kind kind() const noexcept {
+    std::size_t index = storage_.index();
+    return index == kDeferred ? deferredKind() : static_cast<Kind>(index);
+  }
   bool isEmpty() const noexcept { return kind() == Kind::empty; }
-  // The payload of case T (one of Storage's types), or nullptr for another case.
+  // The payload of case T (std::string, std::int64_t, double, bool, Object,
+  // Array, ModelRef or Empty), or nullptr for another case. Building a kept
+  // tree can run out of memory, which ends the program as in any noexcept call.
   template <class T>
-  const T* getIf() const noexcept { return std::get_if<T>(&storage_); }
+  const T* getIf() const noexcept {
+    return std::get_if<T>(&resolved().storage_);
+  }
   template <class T>
-  T* getIf() noexcept { return std::get_if<T>(&storage_); }
-  const Storage& storage() const noexcept { return storage_; }
+  T* getIf() noexcept {
+    if (storage_.index() == kDeferred) thaw();
+    return std::get_if<T>(&storage_);
+  }
 
   // The element at `index` of an array; absent out of range or for another case.
   std::optional<JsonValue> getItemFromArray(std::int64_t index) const;
@@ -179,6 +196,52 @@ class JsonValue {
   friend bool operator==(const JsonValue& a, const JsonValue& b);
 
  private:
+  friend class detail::TreeStore;
+
+  // An object or array still in encoded form: a counted reference to the
+  // chunk that holds it, and the tree once a reader has asked for it.
+  class Deferred {
+   public:
+    // Adopts one reference to `chunk`.
+    Deferred(detail::TreeChunk* chunk, std::uint32_t offset) noexcept
+        : chunk_(chunk), offset_(offset) {}
+    Deferred(const Deferred& other) noexcept;
+    Deferred(Deferred&& other) noexcept;
+    Deferred& operator=(const Deferred& other) noexcept;
+    Deferred& operator=(Deferred&& other) noexcept;
+    ~Deferred();
+
+    Kind kind() const noexcept;
+    // The built tree; built at most once, by whichever reader comes first.
+    const JsonValue& tree() const;
+    // The built tree, moved out (building it if nobody has).
+    JsonValue take();
+    void encode(JsonWriter& writer) const;
+    bool sameAs(const Deferred& other) const noexcept {
+      return chunk_ == other.chunk_ && offset_ == other.offset_;
+    }
+
+   private:
+    void release() noexcept;
+    detail::TreeChunk* chunk_;
+    std::uint32_t offset_;
+    mutable std::atomic<JsonValue*> built_{nullptr};
+  };
+
+  // The eight cases in order, then the encoded form of an object or array.
+  using Storage = std::variant<std::string, std::int64_t, double, bool, Object, Array,
+                               ModelRef, Empty, Deferred>;
+  static constexpr std::size_t kDeferred = 8;
+
+  explicit JsonValue(Deferred deferred) noexcept : storage_(std::move(deferred)) {}
+  Kind deferredKind() const noexcept;
+  // This value, or the tree it stands for while deferred.
+  const JsonValue& resolved() const {
+    return storage_.index() == kDeferred ? std::get_if<kDeferred>(&storage_)->tree() : *this;
+  }
+  // Replaces the deferred form by the built tree.
+  void thaw();
+
   Storage storage_;
 };
 
