@@ -34,24 +34,22 @@ Dialog::Dialog(std::string id_, std::int64_t created_, bool replied_,
 Dialog Dialog::decode(const JsonNode& node) {
   auto keys = node.object();
   using K = CodingKeys;
-  auto id = keys.decode<std::string>(key(K::id));  // a number is refused
-  auto created = keys.decode<std::int64_t>(key(K::created));
-  bool replied = keys.decodeLenient<bool>(key(K::replied)).value_or(false);
-  auto message = keys.decodeIfPresent<std::string>(key(K::message));
-  auto type = keys.decode<std::string>(key(K::type));
-  auto replyType = keys.decode<std::string>(key(K::replyType));
-  auto partLast = keys.decode<std::shared_ptr<Message>>(key(K::partLast));
-  auto partsCount = keys.decode<std::ptrdiff_t>(key(K::partsCount));
-  auto lastAdmin = keys.decode<std::shared_ptr<Admin>>(key(K::lastAdmin));  // null fails
-  auto lastUpdate = keys.decode<std::int64_t>(key(K::lastUpdate));
-  auto unreadPartsCount = keys.decode<std::ptrdiff_t>(key(K::unreadPartsCount));
-  auto bodyJson = keys.decodeIfPresent<JsonValue>(key(K::bodyJson));
-  auto userUnreadCount = keys.decode<std::ptrdiff_t>(key(K::userUnreadCount));
-  auto expirationTime = keys.decodeLenient<std::int64_t>(key(K::expirationTime));
-  return Dialog(std::move(id), created, replied, std::move(message), std::move(type),
-                std::move(replyType), std::move(partLast), partsCount, std::move(lastAdmin),
-                lastUpdate, unreadPartsCount, std::move(bodyJson), userUnreadCount,
-                expirationTime);
+  Dialog d{Blank{}};
+  d.id = keys.decode<std::string>(key(K::id));  // a number is refused
+  d.created = keys.decode<std::int64_t>(key(K::created));
+  d.replied = keys.decodeLenient<bool>(key(K::replied)).value_or(false);
+  d.message = keys.decodeIfPresent<std::string>(key(K::message));
+  d.type = keys.decode<std::string>(key(K::type));
+  d.replyType = keys.decode<std::string>(key(K::replyType));
+  d.partLast = keys.decode<std::shared_ptr<Message>>(key(K::partLast));
+  d.partsCount = keys.decode<std::ptrdiff_t>(key(K::partsCount));
+  d.lastAdmin = keys.decode<std::shared_ptr<Admin>>(key(K::lastAdmin));  // null fails
+  d.lastUpdate = keys.decode<std::int64_t>(key(K::lastUpdate));
+  d.unreadPartsCount = keys.decode<std::ptrdiff_t>(key(K::unreadPartsCount));
+  d.bodyJson = keys.decodeIfPresent<JsonValue>(key(K::bodyJson));
+  d.userUnreadCount = keys.decode<std::ptrdiff_t>(key(K::userUnreadCount));
+  d.expirationTime = keys.decodeLenient<std::int64_t>(key(K::expirationTime));
+  return d;
 }
 
 void Dialog::encode(JsonWriter& writer) const {

@@ -34,33 +34,33 @@ Message::Message(std::string id_, std::int64_t randomId_, std::string body_, std
 Message Message::decode(const JsonNode& node) {
   auto keys = node.object();
   using K = CodingKeys;
+  Message m{Blank{}};
 
   // The id is always text: a string as it is, an integer as its decimal
   // digits, anything else (or nothing) as "".
-  std::string id;
-  if (auto text = keys.decodeLenient<std::string>(key(K::id))) id = std::move(*text);
-  if (auto number = keys.decodeLenient<std::int64_t>(key(K::id))) {
-    char digits[24];
-    auto end = std::to_chars(digits, digits + sizeof digits, *number).ptr;
-    id.assign(digits, end);
+  if (auto id = keys.find(key(K::id))) {
+    if (auto text = id->tryDecode<std::string>()) {
+      m.id = std::move(*text);
+    } else if (auto number = id->tryDecode<std::int64_t>()) {
+      char digits[24];
+      auto end = std::to_chars(digits, digits + sizeof digits, *number).ptr;
+      m.id.assign(digits, end);
+    }
   }
-  std::int64_t randomId = keys.decodeLenient<std::int64_t>(key(K::randomId)).value_or(0);
-  auto body = keys.decode<std::string>(key(K::body));
-  auto type = keys.decode<std::string>(key(K::type));
-  auto created = keys.decode<std::int64_t>(key(K::created));
-  auto direction = keys.decode<std::string>(key(K::direction));
-  bool read = keys.decodeLenient<bool>(key(K::read)).value_or(false);
-  auto sentVia = keys.decode<std::string>(key(K::sentVia));
-  auto replyType = keys.decode<std::string>(key(K::replyType));
-  auto from = keys.decode<JsonValue>(key(K::from));  // null is the empty case
-  auto conversation = keys.decodeIfPresent<std::string>(key(K::conversation));
-  auto bodyJson = keys.decodeIfPresent<JsonValue>(key(K::bodyJson));
-  auto metaData = keys.decodeIfPresent<JsonValue>(key(K::metaData));
-  auto attachments = keys.decodeIfPresent<JsonValue>(key(K::attachments));
-  return Message(std::move(id), randomId, std::move(body), std::move(type), created,
-                 std::move(direction), read, std::move(sentVia), std::move(replyType),
-                 std::move(from), std::move(conversation), std::move(bodyJson),
-                 std::move(metaData), std::move(attachments));
+  m.randomId = keys.decodeLenient<std::int64_t>(key(K::randomId)).value_or(0);
+  m.body = keys.decode<std::string>(key(K::body));
+  m.type = keys.decode<std::string>(key(K::type));
+  m.created = keys.decode<std::int64_t>(key(K::created));
+  m.direction = keys.decode<std::string>(key(K::direction));
+  m.read = keys.decodeLenient<bool>(key(K::read)).value_or(false);
+  m.sentVia = keys.decode<std::string>(key(K::sentVia));
+  m.replyType = keys.decode<std::string>(key(K::replyType));
+  m.from = keys.decode<JsonValue>(key(K::from));  // null is the empty case
+  m.conversation = keys.decodeIfPresent<std::string>(key(K::conversation));
+  m.bodyJson = keys.decodeIfPresent<JsonValue>(key(K::bodyJson));
+  m.metaData = keys.decodeIfPresent<JsonValue>(key(K::metaData));
+  m.attachments = keys.decodeIfPresent<JsonValue>(key(K::attachments));
+  return m;
 }
 
 void Message::encode(JsonWriter& writer) const {

@@ -47,6 +47,13 @@ struct Dialog {
   std::optional<JsonValue> bodyJson;          // "body_json"
   std::ptrdiff_t userUnreadCount;             // "user_unread_count"
   std::optional<std::int64_t> expirationTime;  // "expirationTime"
+
+ private:
+  struct Blank {};
+  // Zero numbers, false, empty texts and references: for decode to fill in place.
+  explicit Dialog(Blank)
+      : created(0), replied(false), partsCount(0), lastUpdate(0), unreadPartsCount(0),
+        userUnreadCount(0) {}
 };
 
 }  // namespace tavrel

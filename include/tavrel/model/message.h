@@ -49,6 +49,11 @@ class Message : public Model {
   std::optional<JsonValue> bodyJson;        // "body_json": structured body
   std::optional<JsonValue> metaData;        // "meta_data": free metadata
   std::optional<JsonValue> attachments;     // "attachments"
+
+ private:
+  struct Blank {};
+  // Zero numbers, false, empty texts and trees: for decode to fill in place.
+  explicit Message(Blank) : randomId(0), created(0), read(false) {}
 };
 
 // Whether `element` is the local copy of `message`: the same id, or the same
