@@ -307,6 +307,31 @@ dom::array arrayOf(const RawElement& raw) {
 }
 }  // namespace
 
+namespace {
+template <class W>
+W loadAt(const void* at) noexcept {
+  W word;
+  std::memcpy(&word, at, sizeof word);
+  return word;
+}
+
+// Whether n bytes at a and b are equal. Keys are short: up to 16 bytes take
+// two loads of each side that may overlap, never one past the end.
+bool sameBytes(const void* a, const void* b, std::size_t n) noexcept {
+  auto x = static_cast<const char*>(a);
+  auto y = static_cast<const char*>(b);
+  if (n >= 8 && n <= 16) {
+    return loadAt<std::uint64_t>(x) == loadAt<std::uint64_t>(y) &&
+           loadAt<std::uint64_t>(x + n - 8) == loadAt<std::uint64_t>(y + n - 8);
+  }
+  if (n >= 4 && n < 8) {
+    return loadAt<std::uint32_t>(x) == loadAt<std::uint32_t>(y) &&
+           loadAt<std::uint32_t>(x + n - 4) == loadAt<std::uint32_t>(y + n - 4);
+  }
+  return std::memcmp(x, y, n) == 0;
+}
+}  // namespace
+
 bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcept {
   // Straight on the tape: members are key words, each followed by its value.
   const std::uint64_t* words = detail::tape::wordsOf(node_.element_);
@@ -318,12 +343,7 @@ bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcep
     const std::uint8_t* text = strings + (words[at] & detail::tape::kPayloadMask);
     std::uint32_t length;
     std::memcpy(&length, text, sizeof length);
-    if (length != key.size()) return false;
-    text += sizeof length;
-    for (std::size_t i = 0; i < length; ++i) {
-      if (static_cast<char>(text[i]) != key[i]) return false;
-    }
-    return true;
+    return length == key.size() && sameBytes(text + sizeof length, key.data(), length);
   };
   auto take = [&](std::size_t at) {
     out = RawElement{node_.element_.doc, at + 1};

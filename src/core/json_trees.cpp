@@ -130,11 +130,19 @@ JsonValue TreeStore::make(dom::element element) {
   const std::size_t end = static_cast<std::uint32_t>(opening);  // just past the closing word
   if (end == first + 2) return type == '{' ? JsonValue(JsonValue::Object()) : JsonValue(JsonValue::Array());
 
-  // The strings of a value lie together in the string buffer, in order.
+  // The strings of a value lie together in the string buffer, in order. An
+  // object starts with a key, and when a string follows the value on the tape
+  // (the parent's next key, mostly) ours end where it starts; otherwise a scan
+  // finds the first and the last.
   const std::uint8_t* strings = doc->string_buf.get();
   std::size_t stringsBegin = 0, stringsEnd = 0;
   bool anyString = false;
-  for (std::size_t i = first; i < end; ++i) {
+  if (type == '{' && typeOf(tape[end]) == '"') {
+    stringsBegin = tape[first + 1] & kPayloadMask;
+    stringsEnd = tape[end] & kPayloadMask;
+    anyString = true;
+  }
+  for (std::size_t i = anyString ? end : first; i < end; ++i) {
     std::uint64_t word = tape[i];
     switch (typeOf(word)) {
       case '"': {
