@@ -102,6 +102,18 @@ TEST(JsonDecoder, MessageNamesKindAndPath) {
   EXPECT_NE(std::string(top.error().what()).find("dataCorrupted at the top level"), std::string::npos);
 }
 
+TEST(JsonDecoder, OnlyTheGivenBytesAreTheDocument) {
+  // A string with spare capacity is parsed where it is: what lies past its
+  // end, here the rest of a longer text it held before, is not read as JSON.
+  std::string text = R"({"data":[],"x":1})";
+  text.reserve(256);
+  text.resize(10);
+  EXPECT_EQ(decodeJson<JsonValue>(text).error().kind(), Kind::dataCorrupted);
+  text = R"({"data":[]})";
+  EXPECT_TRUE(decodeJson<Envelope>(text));
+  EXPECT_EQ(decodeJson<JsonValue>(std::string_view(R"([1,2] garbage)", 5))->asString(), "[1,2]");
+}
+
 TEST(JsonDecoder, DeepNestingIsRefusedNotACrash) {
   for (std::string open : {"[", "{\"a\":"}) {
     std::string deep;
@@ -200,13 +212,19 @@ struct KeyReads {
 TEST(JsonDecoder, LookupsFindEveryKeyInAnyOrder) {
   // Each lookup starts where the last one found its key: every order of
   // reading must still see every key, and only those.
-  const char* json = R"({"a":1,"bb":2,"c":3,"dd":4,"e":5,"ff":6})";
-  const std::map<std::string, std::int64_t> present = {{"a", 1}, {"bb", 2}, {"c", 3}, {"dd", 4}, {"e", 5}, {"ff", 6}};
+  const char* json =
+      R"({"a":1,"bb":2,"c":3,"dd":4,"e":5,"ff":6,"abcd5":7,"abcdefghij":8,"abcdefghijklmnopqr":9})";
+  const std::map<std::string, std::int64_t> present = {
+      {"a", 1}, {"bb", 2}, {"c", 3}, {"dd", 4}, {"e", 5}, {"ff", 6},
+      {"abcd5", 7}, {"abcdefghij", 8}, {"abcdefghijklmnopqr", 9}};
   const std::vector<std::vector<std::string>> orders = {
       {"ff", "e", "dd", "c", "bb", "a"},
       {"a", "a", "bb", "bb", "ff", "ff", "a"},
       {"a", "zz", "bb", "", "c", "b", "ffx", "dd"},
       {"ff", "missing", "ff", "a"},
+      // Keys of the same length that differ in one inner or last byte.
+      {"abcX5", "abcd6", "abcd5", "abcdeXghij", "abcdefghiX", "abcdefghij", "abcdefghiXklmnopqr",
+       "abcdefghijklmnopqX", "abcdefghijklmnopqr"},
   };
   for (const auto& order : orders) {
     KeyReads::order = order;
