@@ -249,7 +249,7 @@ ReadStatus JsonNode::read(std::int64_t& out) const noexcept {
     case dom::element_type::DOUBLE: {
       // A number with no fraction that fits reads as an integer (1.0, 1e3).
       double d = e.get_double().value_unsafe();
-      if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
+      if (detail::integral(d)) {
         out = static_cast<std::int64_t>(d);
         return ReadStatus::ok;
       }

@@ -5,10 +5,12 @@
 #include <simdjson.h>
 
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <unordered_set>
 #include <vector>
 
 #include "core/json_trees.h"
@@ -94,6 +96,43 @@ class JsonContext {
   std::vector<Segment> segments_;
   std::string keys_;
   TreeStore trees_;
+};
+
+// Whether a float has no fraction and fits int64: such numbers (1.0, 1e3)
+// decode as integers.
+inline bool integral(double d) noexcept {
+  return std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0;
+}
+
+// Tells repeated keys of one object at a time; the first of them wins. Small
+// objects scan the keys seen so far, on a stack that nested objects share;
+// big ones keep a set.
+class KeyFilter {
+ public:
+  // Objects up to this many members are scanned.
+  static constexpr std::size_t kScannedMembers = 32;
+
+  KeyFilter(std::vector<std::string_view>& stack, std::size_t count)
+      : stack_(stack), base_(stack.size()), big_(count > kScannedMembers) {}
+  KeyFilter(const KeyFilter&) = delete;
+  KeyFilter& operator=(const KeyFilter&) = delete;
+  ~KeyFilter() { stack_.resize(base_); }
+
+  // Whether `key` is new to the object; remembers it.
+  bool first(std::string_view key) {
+    if (big_) return seen_.insert(key).second;
+    for (std::size_t i = base_; i < stack_.size(); ++i) {
+      if (stack_[i] == key) return false;
+    }
+    stack_.push_back(key);
+    return true;
+  }
+
+ private:
+  std::vector<std::string_view>& stack_;
+  std::size_t base_;
+  bool big_;
+  std::unordered_set<std::string_view> seen_;
 };
 
 // Appends formatDouble(value) to `out`.

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <new>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "core/json_internal.h"
@@ -22,8 +21,6 @@ namespace {
 // A chunk with its header fills 4 KiB; bigger trees get a chunk of their own.
 constexpr std::uint32_t kChunkBytes = 4096 - sizeof(TreeChunk);
 constexpr std::uint32_t kOwnChunkFrom = kChunkBytes / 4;
-// Objects up to this many members look for repeated keys by a scan.
-constexpr std::size_t kScannedMembers = 32;
 constexpr std::uint64_t kCountMask = 0x00FFFFFF00000000;
 using tape::kPayloadMask;
 using tape::typeOf;
@@ -48,39 +45,6 @@ std::string_view textOf(const char* base, std::uint64_t word) noexcept {
   std::memcpy(&length, base + at, sizeof length);
   return {base + at + 4, length};
 }
-
-// A float with no fraction in the 64-bit signed range is an integer.
-bool integral(double d) noexcept {
-  return std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0;
-}
-
-// Tells repeated keys of one object at a time; the first of them wins. Small
-// objects scan the keys seen so far, on a stack shared by nested objects;
-// big ones keep a set.
-class KeyFilter {
- public:
-  KeyFilter(std::vector<std::string_view>& stack, std::uint32_t count)
-      : stack_(stack), base_(stack.size()), big_(count > kScannedMembers) {}
-  KeyFilter(const KeyFilter&) = delete;
-  KeyFilter& operator=(const KeyFilter&) = delete;
-  ~KeyFilter() { stack_.resize(base_); }
-
-  // Whether `key` is new to the object; remembers it.
-  bool first(std::string_view key) {
-    if (big_) return seen_.insert(key).second;
-    for (std::size_t i = base_; i < stack_.size(); ++i) {
-      if (stack_[i].size() == key.size() && stack_[i] == key) return false;
-    }
-    stack_.push_back(key);
-    return true;
-  }
-
- private:
-  std::vector<std::string_view>& stack_;
-  std::size_t base_;
-  bool big_;
-  std::unordered_set<std::string_view> seen_;
-};
 
 }  // namespace
 

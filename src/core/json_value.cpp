@@ -1,10 +1,9 @@
 #include "tavrel/core/json_value.h"
 
 #include <charconv>
-#include <memory>
 #include <cmath>
+#include <memory>
 #include <stdexcept>
-#include <unordered_set>
 
 #include "core/json_internal.h"
 #include "tavrel/core/json_writer.h"
@@ -223,20 +222,6 @@ std::string formatDouble(double value) {
 
 namespace detail {
 
-namespace {
-
-// Objects up to this many members look for repeated keys by a scan.
-constexpr std::size_t kScannedMembers = 32;
-
-bool repeats(const JsonObject::Members& list, std::string_view key) noexcept {
-  for (const auto& member : list) {
-    if (member.first.size() == key.size() && std::string_view(member.first) == key) return true;
-  }
-  return false;
-}
-
-}  // namespace
-
 JsonValue makeJsonValue(dom::element element) {
   switch (element.type()) {
     case dom::element_type::STRING:
@@ -248,7 +233,7 @@ JsonValue makeJsonValue(dom::element element) {
       return JsonValue(static_cast<double>(element.get_uint64().value_unsafe()));
     case dom::element_type::DOUBLE: {
       double d = element.get_double().value_unsafe();
-      if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
+      if (integral(d)) {
         return JsonValue(static_cast<std::int64_t>(d));
       }
       return JsonValue(d);
@@ -261,13 +246,11 @@ JsonValue makeJsonValue(dom::element element) {
       JsonObject::Members& list = JsonObjectAccess::members(members);
       std::size_t count = object.size();  // saturates for huge objects: a hint only
       list.reserve(count);
-      // Of repeated keys the first wins. A scan finds repeats in small
-      // objects; big ones keep a set of the keys seen.
-      std::unordered_set<std::string_view> seen;
-      bool big = count > kScannedMembers;
+      std::vector<std::string_view> keys;
+      KeyFilter filter(keys, count);
       for (auto it = object.begin(), end = object.end(); it != end; ++it) {
         std::string_view key = it.key();
-        if (big ? !seen.insert(key).second : repeats(list, key)) continue;
+        if (!filter.first(key)) continue;
         list.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
                           std::forward_as_tuple(makeJsonValue(it.value())));
       }
@@ -359,34 +342,27 @@ void JsonValue::append(std::string key, std::optional<JsonValue> value) {
   if (Object* object = getIf<Object>()) object->insert_or_assign(std::move(key), std::move(value));
 }
 
+bool JsonValue::Deferred::operator==(const Deferred& other) const {
+  return (chunk_ == other.chunk_ && offset_ == other.offset_) || tree() == other.tree();
+}
+
 bool operator==(const JsonValue& a, const JsonValue& b) {
-  constexpr std::size_t deferred = JsonValue::kDeferred;
   if (a.kind() != b.kind()) return false;
-  if (a.storage_.index() == deferred && b.storage_.index() == deferred &&
-      std::get_if<deferred>(&a.storage_)->sameAs(*std::get_if<deferred>(&b.storage_))) {
-    return true;
-  }
+  const auto* keptA = std::get_if<JsonValue::kDeferred>(&a.storage_);
+  const auto* keptB = std::get_if<JsonValue::kDeferred>(&b.storage_);
+  if (keptA && keptB) return *keptA == *keptB;
   const JsonValue& x = a.resolved();
   const JsonValue& y = b.resolved();
-  switch (x.kind()) {
-    case JsonValue::Kind::string: return *x.getIf<std::string>() == *y.getIf<std::string>();
-    case JsonValue::Kind::int_: return *x.getIf<std::int64_t>() == *y.getIf<std::int64_t>();
-    case JsonValue::Kind::double_: return *x.getIf<double>() == *y.getIf<double>();
-    case JsonValue::Kind::bool_: return *x.getIf<bool>() == *y.getIf<bool>();
-    case JsonValue::Kind::object: return *x.getIf<JsonObject>() == *y.getIf<JsonObject>();
-    case JsonValue::Kind::array: return *x.getIf<JsonValue::Array>() == *y.getIf<JsonValue::Array>();
-    case JsonValue::Kind::model: {
-      const auto& p = *x.getIf<JsonValue::ModelRef>();
-      const auto& q = *y.getIf<JsonValue::ModelRef>();
-      if (p == q) return true;
-      if (!p || !q) return false;
-      EncodeResult ep = encodeJson(p);
-      EncodeResult eq = encodeJson(q);
-      return ep && eq && ep.value() == eq.value();
-    }
-    case JsonValue::Kind::empty: return true;
+  if (x.kind() == JsonValue::Kind::model) {
+    const auto& p = *x.getIf<JsonValue::ModelRef>();
+    const auto& q = *y.getIf<JsonValue::ModelRef>();
+    if (p == q) return true;
+    if (!p || !q) return false;
+    EncodeResult ep = encodeJson(p);
+    EncodeResult eq = encodeJson(q);
+    return ep && eq && ep.value() == eq.value();
   }
-  return false;
+  return x.storage_ == y.storage_;
 }
 
 }  // namespace tavrel

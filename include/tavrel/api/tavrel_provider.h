@@ -219,19 +219,7 @@ class TavrelProvider : public MoyaProvider<Target>,
     rx::Single<HttpResponse> request(const Target& target) const {
       // Keeps a provider that is owned by a shared pointer alive for as long
       // as the stream may be subscribed.
-      std::shared_ptr<const TavrelProvider> owner = provider_->weak_from_this().lock();
-      const TavrelProvider* provider = provider_;
-      return rx::Single<HttpResponse>::create(
-          [owner, provider, target](const rx::SingleObserver<HttpResponse>& observer) {
-            auto handle = provider->request(target, [observer](MoyaResult result) {
-              if (auto* response = std::get_if<HttpResponse>(&result)) {
-                observer.onSuccess(*response);
-              } else {
-                observer.onError(std::make_exception_ptr(std::get<MoyaError>(std::move(result))));
-              }
-            });
-            return rx::Disposable::create([handle] { handle.cancel(); });
-          });
+      return requestSingle(*provider_, target, provider_->weak_from_this().lock());
     }
 
     // One element, the answer decoded by status (see the top of this file),

@@ -217,9 +217,8 @@ class JsonValue {
     // The built tree, moved out (building it if nobody has).
     JsonValue take();
     void encode(JsonWriter& writer) const;
-    bool sameAs(const Deferred& other) const noexcept {
-      return chunk_ == other.chunk_ && offset_ == other.offset_;
-    }
+    // Equal trees; the same kept tree needs no building.
+    bool operator==(const Deferred& other) const;
 
    private:
     void release() noexcept;

@@ -46,6 +46,25 @@ class MoyaProviderBase {
 
 // The interface of a provider of one target type, for code that wants to
 // stand in for one (tests, decorators).
+// A single that sends `target` through `provider` at each subscription and
+// succeeds with the answer or fails with the MoyaError; disposing cancels the
+// request. `keepAlive`, if any, is held for as long as the single exists.
+template <class Provider, class Target>
+rx::Single<HttpResponse> requestSingle(const Provider& provider, const Target& target,
+                                       std::shared_ptr<const void> keepAlive = nullptr) {
+  return rx::Single<HttpResponse>::create(
+      [keepAlive, provider = &provider, target](const rx::SingleObserver<HttpResponse>& observer) {
+        auto handle = provider->request(target, [observer](MoyaResult result) {
+          if (auto* response = std::get_if<HttpResponse>(&result)) {
+            observer.onSuccess(*response);
+          } else {
+            observer.onError(std::make_exception_ptr(std::get<MoyaError>(std::move(result))));
+          }
+        });
+        return rx::Disposable::create([handle] { handle.cancel(); });
+      });
+}
+
 template <class Target>
 class MoyaProviderType {
  public:
@@ -84,18 +103,7 @@ class MoyaProvider : public MoyaProviderBase, public MoyaProviderType<Target> {
     // of the subscription cancels the request. The provider must still be
     // alive when the single is subscribed.
     rx::Single<HttpResponse> request(const Target& target) const {
-      const MoyaProviderType<Target>* provider = provider_;
-      return rx::Single<HttpResponse>::create(
-          [provider, target](const rx::SingleObserver<HttpResponse>& observer) {
-            auto handle = provider->request(target, [observer](MoyaResult result) {
-              if (auto* response = std::get_if<HttpResponse>(&result)) {
-                observer.onSuccess(*response);
-              } else {
-                observer.onError(std::make_exception_ptr(std::get<MoyaError>(std::move(result))));
-              }
-            });
-            return rx::Disposable::create([handle] { handle.cancel(); });
-          });
+      return requestSingle(*provider_, target);
     }
 
    private:
