@@ -25,42 +25,80 @@ constexpr std::uint64_t kCountMask = 0x00FFFFFF00000000;
 using tape::kPayloadMask;
 using tape::typeOf;
 
-std::uint64_t wordAt(const char* base, std::uint32_t pos) noexcept {
-  std::uint64_t word;
-  std::memcpy(&word, base + pos, sizeof word);
-  return word;
-}
+struct TreeHeader {
+  std::uint32_t first;       // tape index of the first word
+  std::uint32_t words;       // how many words follow the header
+  std::uint32_t stringBase;  // string buffer offset of the first string
+  std::uint32_t unused;
+};
+static_assert(sizeof(TreeHeader) == 16);
 
-template <class T>
-T valueAfter(const char* base, std::uint32_t pos) noexcept {
-  T value;
-  std::memcpy(&value, base + pos + 8, sizeof value);
-  return value;
-}
+// A kept tree read in the parser's own terms: tape indices and string buffer
+// offsets, shifted into the chunk.
+class Kept {
+ public:
+  Kept(const TreeChunk* chunk, std::uint32_t offset) noexcept {
+    const char* at = chunk->bytes() + offset;
+    TreeHeader header;
+    std::memcpy(&header, at, sizeof header);
+    words_ = at + sizeof header;
+    strings_ = words_ + std::size_t{header.words} * 8;
+    first_ = header.first;
+    stringBase_ = header.stringBase;
+  }
 
-// The text of a string word: u32 length, then the bytes.
-std::string_view textOf(const char* base, std::uint64_t word) noexcept {
-  std::size_t at = word & kPayloadMask;
-  std::uint32_t length;
-  std::memcpy(&length, base + at, sizeof length);
-  return {base + at + 4, length};
+  std::uint32_t first() const noexcept { return first_; }
+  std::uint64_t word(std::uint32_t index) const noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, words_ + std::size_t{index - first_} * 8, sizeof word);
+    return word;
+  }
+  template <class T>
+  T numberAfter(std::uint32_t index) const noexcept {
+    T value;
+    std::memcpy(&value, words_ + std::size_t{index + 1 - first_} * 8, sizeof value);
+    return value;
+  }
+  // The text of a string word: u32 length, then the bytes.
+  std::string_view text(std::uint64_t word) const noexcept {
+    const char* at = strings_ + ((word & kPayloadMask) - stringBase_);
+    std::uint32_t length;
+    std::memcpy(&length, at, sizeof length);
+    return {at + 4, length};
+  }
+
+ private:
+  const char* words_;    // the copied tape words
+  const char* strings_;  // the copied strings
+  std::uint32_t first_;       // tape index of words_[0]
+  std::uint32_t stringBase_;  // string buffer offset of strings_[0]
+};
+
+// The index just past the value at `index`.
+std::uint32_t after(const Kept& tree, std::uint32_t index) noexcept {
+  std::uint64_t word = tree.word(index);
+  switch (typeOf(word)) {
+    case '{': case '[': return static_cast<std::uint32_t>(word);
+    case 'l': case 'u': case 'd': return index + 2;
+    default: return index + 1;
+  }
 }
 
 }  // namespace
 
 // --- chunks ---------------------------------------------------------------------------
 
-TreeChunk* TreeChunk::make(std::uint32_t capacity) {
+TreeChunk* TreeChunk::make(std::uint32_t capacity, std::uint32_t refs) {
   void* memory = ::operator new(sizeof(TreeChunk) + capacity);
   auto* chunk = new (memory) TreeChunk;
-  chunk->refs.store(1, std::memory_order_relaxed);
+  chunk->refs.store(refs, std::memory_order_relaxed);
   chunk->size = 0;
   chunk->capacity = capacity;
   return chunk;
 }
 
-void TreeChunk::release() noexcept {
-  if (refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+void TreeChunk::release(std::uint32_t count) noexcept {
+  if (refs.fetch_sub(count, std::memory_order_acq_rel) == count) {
     this->~TreeChunk();
     ::operator delete(this);
   }
@@ -68,31 +106,47 @@ void TreeChunk::release() noexcept {
 
 // --- keeping ----------------------------------------------------------------------------
 
-TreeStore::~TreeStore() {
-  if (chunk_) chunk_->release();
+TreeStore::~TreeStore() { drop(); }
+
+void TreeStore::drop() noexcept {
+  if (chunk_) chunk_->release(kBias - handedOut_);
+  chunk_ = nullptr;
+  handedOut_ = 0;
 }
 
 TreeChunk* TreeStore::reserve(std::uint32_t bytes) {
   if (bytes >= kOwnChunkFrom) return TreeChunk::make(bytes);
   if (!chunk_ || chunk_->capacity - chunk_->size < bytes) {
-    TreeChunk* fresh = TreeChunk::make(kChunkBytes);
-    if (chunk_) chunk_->release();
+    TreeChunk* fresh = TreeChunk::make(kChunkBytes, kBias);
+    drop();
     chunk_ = fresh;
   }
-  chunk_->retain();
+  ++handedOut_;
   return chunk_;
 }
 
 JsonValue TreeStore::make(dom::element element) {
+  JsonValue out;
+  make(element, out);
+  return out;
+}
+
+void TreeStore::make(dom::element element, JsonValue& out) {
   RawElement raw = toRaw(element);
   const auto* doc = static_cast<const dom::document*>(raw.doc);
   const std::uint64_t* tape = doc->tape.get();
   const std::size_t first = raw.index;
   const std::uint64_t opening = tape[first];
   const char type = typeOf(opening);
-  if ((type != '{' && type != '[') || !keep_) return makeJsonValue(element);
+  if ((type != '{' && type != '[') || !keep_) {
+    out = makeJsonValue(element);
+    return;
+  }
   const std::size_t end = static_cast<std::uint32_t>(opening);  // just past the closing word
-  if (end == first + 2) return type == '{' ? JsonValue(JsonValue::Object()) : JsonValue(JsonValue::Array());
+  if (end == first + 2) {
+    out = type == '{' ? JsonValue(JsonValue::Object()) : JsonValue(JsonValue::Array());
+    return;
+  }
 
   // The strings of a value lie together in the string buffer, in order. An
   // object starts with a key, and when a string follows the value on the tape
@@ -124,79 +178,66 @@ JsonValue TreeStore::make(dom::element element) {
   }
   const std::size_t wordBytes = (end - first) * 8;
   const std::size_t stringBytes = (stringsEnd - stringsBegin + 7) & ~std::size_t{7};
-  const std::uint32_t size = static_cast<std::uint32_t>(wordBytes + stringBytes);
+  const auto size = static_cast<std::uint32_t>(sizeof(TreeHeader) + wordBytes + stringBytes);
 
   TreeChunk* chunk = reserve(size);
   const std::uint32_t offset = chunk->size;
-  char* out = chunk->bytes() + offset;
-  // Offsets move from the tape and the string buffer into the chunk.
-  const std::uint64_t wordShift = offset - first * 8;
-  const std::uint64_t stringShift = offset + wordBytes - stringsBegin;
-  for (std::size_t i = first; i < end; ++i) {
-    std::uint64_t word = tape[i];
-    switch (typeOf(word)) {
-      case '{': case '[': case '}': case ']':
-        word = (word & ~std::uint64_t{0xFFFFFFFF}) |
-               static_cast<std::uint32_t>((word & 0xFFFFFFFF) * 8 + wordShift);
-        break;
-      case '"':
-        word = (word & ~kPayloadMask) | (((word & kPayloadMask) + stringShift) & kPayloadMask);
-        break;
-      case 'l': case 'u': case 'd':
-        std::memcpy(out + (i - first) * 8, &word, 8);
-        word = tape[++i];
-        break;
-      default: break;
-    }
-    std::memcpy(out + (i - first) * 8, &word, 8);
+  char* to = chunk->bytes() + offset;
+  const TreeHeader header{static_cast<std::uint32_t>(first),
+                          static_cast<std::uint32_t>(end - first),
+                          static_cast<std::uint32_t>(stringsBegin), 0};
+  std::memcpy(to, &header, sizeof header);
+  std::memcpy(to + sizeof header, tape + first, wordBytes);
+  if (anyString) {
+    std::memcpy(to + sizeof header + wordBytes, strings + stringsBegin, stringsEnd - stringsBegin);
   }
-  if (anyString) std::memcpy(out + wordBytes, strings + stringsBegin, stringsEnd - stringsBegin);
   chunk->size = offset + size;
-  return JsonValue(JsonValue::Deferred(chunk, offset));
+  out.storage_.emplace<JsonValue::kDeferred>(chunk, offset);
 }
 
 // --- reading --------------------------------------------------------------------------
 
 JsonValue::Kind TreeStore::kindAt(const TreeChunk* chunk, std::uint32_t offset) noexcept {
-  return typeOf(wordAt(chunk->bytes(), offset)) == '{' ? JsonValue::Kind::object
-                                                       : JsonValue::Kind::array;
+  const Kept tree(chunk, offset);
+  return typeOf(tree.word(tree.first())) == '{' ? JsonValue::Kind::object
+                                                : JsonValue::Kind::array;
 }
 
-JsonValue TreeStore::valueAt(TreeChunk* chunk, std::uint32_t& pos) {
-  const char* base = chunk->bytes();
-  std::uint64_t word = wordAt(base, pos);
-  std::uint32_t at = pos;
-  pos += 8;
+namespace {
+
+JsonValue buildAt(const Kept& tree, std::uint32_t index);
+
+// The value at `index`, which moves past it.
+JsonValue valueAt(const Kept& tree, std::uint32_t& index) {
+  const std::uint64_t word = tree.word(index);
+  const std::uint32_t at = index;
+  index = after(tree, at);
   switch (typeOf(word)) {
-    case '"': return JsonValue(std::string(textOf(base, word)));
-    case 'l': pos += 8; return JsonValue(valueAfter<std::int64_t>(base, at));
-    case 'u': pos += 8; return JsonValue(static_cast<double>(valueAfter<std::uint64_t>(base, at)));
+    case '"': return JsonValue(std::string(tree.text(word)));
+    case 'l': return JsonValue(tree.numberAfter<std::int64_t>(at));
+    case 'u': return JsonValue(static_cast<double>(tree.numberAfter<std::uint64_t>(at)));
     case 'd': {
-      pos += 8;
-      double d = valueAfter<double>(base, at);
+      double d = tree.numberAfter<double>(at);
       if (integral(d)) return JsonValue(static_cast<std::int64_t>(d));
       return JsonValue(d);
     }
     case 't': return JsonValue(true);
     case 'f': return JsonValue(false);
     case '{':
-    case '[':
-      pos = static_cast<std::uint32_t>(word);
-      return build(chunk, at);
+    case '[': return buildAt(tree, at);
     default: return JsonValue();  // 'n'
   }
 }
 
-JsonValue TreeStore::build(TreeChunk* chunk, std::uint32_t offset) {
-  const char* base = chunk->bytes();
-  const std::uint64_t opening = wordAt(base, offset);
+JsonValue buildAt(const Kept& tree, std::uint32_t index) {
+  const std::uint64_t opening = tree.word(index);
   const auto count = static_cast<std::uint32_t>((opening & kCountMask) >> 32);
-  const std::uint32_t closing = static_cast<std::uint32_t>(opening) - 8;
-  std::uint32_t pos = offset + 8;
+  const std::uint32_t closing = static_cast<std::uint32_t>(opening) - 1;
+  std::uint32_t at = index + 1;
   if (typeOf(opening) == '[') {
     JsonValue::Array elements;
     elements.reserve(count);
-    while (pos < closing) elements.push_back(valueAt(chunk, pos));
+    while (at < closing) elements.push_back(valueAt(tree, at));
     return JsonValue(std::move(elements));
   }
   JsonValue::Object members;
@@ -204,10 +245,10 @@ JsonValue TreeStore::build(TreeChunk* chunk, std::uint32_t offset) {
   list.reserve(count);
   std::vector<std::string_view> keys;
   KeyFilter filter(keys, count);
-  while (pos < closing) {
-    std::string_view key = textOf(base, wordAt(base, pos));
-    pos += 8;
-    JsonValue value = valueAt(chunk, pos);
+  while (at < closing) {
+    std::string_view key = tree.text(tree.word(at));
+    ++at;
+    JsonValue value = valueAt(tree, at);
     if (!filter.first(key)) continue;
     list.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
                       std::forward_as_tuple(std::move(value)));
@@ -215,20 +256,15 @@ JsonValue TreeStore::build(TreeChunk* chunk, std::uint32_t offset) {
   return JsonValue(std::move(members));
 }
 
-namespace {
-
-void writeAt(const char* base, std::uint32_t& pos, JsonWriter& writer,
+void writeAt(const Kept& tree, std::uint32_t index, JsonWriter& writer,
              std::vector<std::string_view>& keys) {
-  std::uint64_t word = wordAt(base, pos);
-  std::uint32_t at = pos;
-  pos += 8;
+  const std::uint64_t word = tree.word(index);
   switch (typeOf(word)) {
-    case '"': writer.value(textOf(base, word)); return;
-    case 'l': pos += 8; writer.value(valueAfter<std::int64_t>(base, at)); return;
-    case 'u': pos += 8; writer.value(static_cast<double>(valueAfter<std::uint64_t>(base, at))); return;
+    case '"': writer.value(tree.text(word)); return;
+    case 'l': writer.value(tree.numberAfter<std::int64_t>(index)); return;
+    case 'u': writer.value(static_cast<double>(tree.numberAfter<std::uint64_t>(index))); return;
     case 'd': {
-      pos += 8;
-      double d = valueAfter<double>(base, at);
+      double d = tree.numberAfter<double>(index);
       if (integral(d)) {
         writer.value(static_cast<std::int64_t>(d));
       } else {
@@ -240,33 +276,25 @@ void writeAt(const char* base, std::uint32_t& pos, JsonWriter& writer,
     case 'f': writer.value(false); return;
     case 'n': writer.null(); return;
     case '[': {
-      const std::uint32_t closing = static_cast<std::uint32_t>(word) - 8;
+      const std::uint32_t closing = static_cast<std::uint32_t>(word) - 1;
       writer.beginArray();
-      while (pos < closing) writeAt(base, pos, writer, keys);
+      for (std::uint32_t at = index + 1; at < closing; at = after(tree, at)) {
+        writeAt(tree, at, writer, keys);
+      }
       writer.endArray();
-      pos = closing + 8;
       return;
     }
     default: {  // '{'
-      const std::uint32_t closing = static_cast<std::uint32_t>(word) - 8;
+      const std::uint32_t closing = static_cast<std::uint32_t>(word) - 1;
       KeyFilter filter(keys, static_cast<std::uint32_t>((word & kCountMask) >> 32));
       writer.beginObject();
-      while (pos < closing) {
-        std::string_view key = textOf(base, wordAt(base, pos));
-        pos += 8;
-        if (filter.first(key)) {
-          writer.key(key);
-          writeAt(base, pos, writer, keys);
-        } else {
-          std::uint64_t skipped = wordAt(base, pos);
-          char type = typeOf(skipped);
-          pos = type == '{' || type == '['                 ? static_cast<std::uint32_t>(skipped)
-                : type == 'l' || type == 'u' || type == 'd' ? pos + 16
-                                                            : pos + 8;
-        }
+      for (std::uint32_t at = index + 1; at < closing; at = after(tree, at + 1)) {
+        std::string_view key = tree.text(tree.word(at));
+        if (!filter.first(key)) continue;
+        writer.key(key);
+        writeAt(tree, at + 1, writer, keys);
       }
       writer.endObject();
-      pos = closing + 8;
       return;
     }
   }
@@ -274,9 +302,15 @@ void writeAt(const char* base, std::uint32_t& pos, JsonWriter& writer,
 
 }  // namespace
 
+JsonValue TreeStore::build(TreeChunk* chunk, std::uint32_t offset) {
+  const Kept tree(chunk, offset);
+  return buildAt(tree, tree.first());
+}
+
 void TreeStore::encode(const TreeChunk* chunk, std::uint32_t offset, JsonWriter& writer) {
+  const Kept tree(chunk, offset);
   std::vector<std::string_view> keys;
-  writeAt(chunk->bytes(), offset, writer, keys);
+  writeAt(tree, tree.first(), writer, keys);
 }
 
 }  // namespace tavrel::detail

@@ -2,15 +2,16 @@
 // Kept trees: objects and arrays of a parsed document, stored in a compact
 // form until a reader asks for their members.
 //
-// The form is the parser's own: the slice of the parser's tape that holds the
-// object or array, followed by the slice of its string buffer that holds the
-// object's strings, both copied into a chunk in one go. Each tape word has
-// its type in the top byte; the words that point elsewhere are rewritten on
-// the way in to point into the chunk (byte offsets from the chunk's start):
-//   '{' '['  low 32 bits: the offset just past the closing word;
+// The form is the parser's own, copied verbatim: a 16-byte header, the slice
+// of the parser's tape that holds the object or array, then the slice of its
+// string buffer that holds the object's strings. Nothing is rewritten on the
+// way in; readers shift the offsets the words hold by the header's bases:
+//   header   u32 index of the first word on the tape, u32 word count,
+//            u32 offset of the first string in the string buffer, u32 unused
+//   '{' '['  low 32 bits: the tape index just past the closing word;
 //            bits 32-55: the member or element count (0xFFFFFF: too many to say)
-//   '"'      low 56 bits: the offset of the string, stored as u32 length,
-//            bytes, NUL
+//   '"'      low 56 bits: the string's offset in the string buffer, where it
+//            is stored as u32 length, bytes, NUL
 //   'l' 'u' 'd'  the next word holds the int64, uint64 or double
 //   't' 'f' 'n'  nothing more
 // Repeated keys are still present and numbers still have the parser's types:
@@ -42,10 +43,10 @@ struct alignas(16) TreeChunk {
   const char* bytes() const noexcept { return reinterpret_cast<const char*>(this + 1); }
   char* bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
 
-  // A chunk with one reference, for the caller.
-  static TreeChunk* make(std::uint32_t capacity);
+  // A chunk with `refs` references, for the caller.
+  static TreeChunk* make(std::uint32_t capacity, std::uint32_t refs = 1);
   void retain() noexcept { refs.fetch_add(1, std::memory_order_relaxed); }
-  void release() noexcept;
+  void release(std::uint32_t count = 1) noexcept;
 };
 
 // Encodes the objects and arrays of one document into chunks, and builds
@@ -63,6 +64,8 @@ class TreeStore {
   // The value of `element`: scalars and empty containers as they are,
   // other objects and arrays deferred.
   JsonValue make(simdjson::dom::element element);
+  // The same, into `out`.
+  void make(simdjson::dom::element element, JsonValue& out);
 
   // The whole tree of the object or array at `offset` of `chunk`. A reader
   // that asks for a kept tree mostly reads on into it, so nested objects and
@@ -76,10 +79,15 @@ class TreeStore {
   // Room for `bytes` more: a chunk of its own for big trees, else the chunk
   // being filled, or a fresh one. The caller gets one reference.
   TreeChunk* reserve(std::uint32_t bytes);
-  // The value at `pos`, which moves past it.
-  static JsonValue valueAt(TreeChunk* chunk, std::uint32_t& pos);
+  // Lets go of the chunk being filled.
+  void drop() noexcept;
 
+  // The chunk being filled holds kBias references for the store, which hands
+  // them out one by one without touching the count; the rest are given back
+  // when the store lets go of the chunk.
+  static constexpr std::uint32_t kBias = std::uint32_t{1} << 30;
   TreeChunk* chunk_ = nullptr;  // the chunk being filled
+  std::uint32_t handedOut_ = 0;  // references to chunk_ given to values
   bool keep_;
 };
 
