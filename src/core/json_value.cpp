@@ -275,6 +275,10 @@ JsonValue JsonValue::decode(const JsonNode& node) {
   return node.context_->trees().make(detail::fromRaw<dom::element>(node.element_));
 }
 
+void JsonValue::decode(const JsonNode& node, JsonValue& out) {
+  node.context_->trees().make(detail::fromRaw<dom::element>(node.element_), out);
+}
+
 // --- encoding ------------------------------------------------------------------------------
 
 void JsonValue::encode(JsonWriter& writer) const {

@@ -35,19 +35,19 @@ Dialog Dialog::decode(const JsonNode& node) {
   auto keys = node.object();
   using K = CodingKeys;
   Dialog d{Blank{}};
-  d.id = keys.decode<std::string>(key(K::id));  // a number is refused
-  d.created = keys.decode<std::int64_t>(key(K::created));
+  keys.decode(key(K::id), d.id);  // a number is refused
+  keys.decode(key(K::created), d.created);
   d.replied = keys.decodeLenient<bool>(key(K::replied)).value_or(false);
-  d.message = keys.decodeIfPresent<std::string>(key(K::message));
-  d.type = keys.decode<std::string>(key(K::type));
-  d.replyType = keys.decode<std::string>(key(K::replyType));
-  d.partLast = keys.decode<std::shared_ptr<Message>>(key(K::partLast));
-  d.partsCount = keys.decode<std::ptrdiff_t>(key(K::partsCount));
-  d.lastAdmin = keys.decode<std::shared_ptr<Admin>>(key(K::lastAdmin));  // null fails
-  d.lastUpdate = keys.decode<std::int64_t>(key(K::lastUpdate));
-  d.unreadPartsCount = keys.decode<std::ptrdiff_t>(key(K::unreadPartsCount));
-  d.bodyJson = keys.decodeIfPresent<JsonValue>(key(K::bodyJson));
-  d.userUnreadCount = keys.decode<std::ptrdiff_t>(key(K::userUnreadCount));
+  keys.decodeIfPresent(key(K::message), d.message);
+  keys.decode(key(K::type), d.type);
+  keys.decode(key(K::replyType), d.replyType);
+  keys.decode(key(K::partLast), d.partLast);
+  keys.decode(key(K::partsCount), d.partsCount);
+  keys.decode(key(K::lastAdmin), d.lastAdmin);  // null fails
+  keys.decode(key(K::lastUpdate), d.lastUpdate);
+  keys.decode(key(K::unreadPartsCount), d.unreadPartsCount);
+  keys.decodeIfPresent(key(K::bodyJson), d.bodyJson);
+  keys.decode(key(K::userUnreadCount), d.userUnreadCount);
   d.expirationTime = keys.decodeLenient<std::int64_t>(key(K::expirationTime));
   return d;
 }

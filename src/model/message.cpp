@@ -38,28 +38,25 @@ Message Message::decode(const JsonNode& node) {
 
   // The id is always text: a string as it is, an integer as its decimal
   // digits, anything else (or nothing) as "".
-  if (auto id = keys.find(key(K::id))) {
-    if (auto text = id->tryDecode<std::string>()) {
-      m.id = std::move(*text);
-    } else if (auto number = id->tryDecode<std::int64_t>()) {
-      char digits[24];
-      auto end = std::to_chars(digits, digits + sizeof digits, *number).ptr;
-      m.id.assign(digits, end);
-    }
+  if (std::int64_t number = 0; !keys.decodeLenient(key(K::id), m.id) &&
+                               keys.decodeLenient(key(K::id), number)) {
+    char digits[24];
+    auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    m.id.assign(digits, end);
   }
   m.randomId = keys.decodeLenient<std::int64_t>(key(K::randomId)).value_or(0);
-  m.body = keys.decode<std::string>(key(K::body));
-  m.type = keys.decode<std::string>(key(K::type));
-  m.created = keys.decode<std::int64_t>(key(K::created));
-  m.direction = keys.decode<std::string>(key(K::direction));
+  keys.decode(key(K::body), m.body);
+  keys.decode(key(K::type), m.type);
+  keys.decode(key(K::created), m.created);
+  keys.decode(key(K::direction), m.direction);
   m.read = keys.decodeLenient<bool>(key(K::read)).value_or(false);
-  m.sentVia = keys.decode<std::string>(key(K::sentVia));
-  m.replyType = keys.decode<std::string>(key(K::replyType));
-  m.from = keys.decode<JsonValue>(key(K::from));  // null is the empty case
-  m.conversation = keys.decodeIfPresent<std::string>(key(K::conversation));
-  m.bodyJson = keys.decodeIfPresent<JsonValue>(key(K::bodyJson));
-  m.metaData = keys.decodeIfPresent<JsonValue>(key(K::metaData));
-  m.attachments = keys.decodeIfPresent<JsonValue>(key(K::attachments));
+  keys.decode(key(K::sentVia), m.sentVia);
+  keys.decode(key(K::replyType), m.replyType);
+  keys.decode(key(K::from), m.from);  // null is the empty case
+  keys.decodeIfPresent(key(K::conversation), m.conversation);
+  keys.decodeIfPresent(key(K::bodyJson), m.bodyJson);
+  keys.decodeIfPresent(key(K::metaData), m.metaData);
+  keys.decodeIfPresent(key(K::attachments), m.attachments);
   return m;
 }
 

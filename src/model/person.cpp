@@ -11,14 +11,20 @@ Person::Person(std::optional<std::string> id_, std::string type_, std::string na
     : id(std::move(id_)), type(std::move(type_)), name(std::move(name_)),
       avatar(std::move(avatar_)) {}
 
-Person Person::decode(const JsonNode& node) {
+void Person::fill(const JsonNode& node, Person& person) {
   auto keys = node.object();
   // A number, null or any other shape under "id" is no string id.
-  auto id = keys.decodeLenient<std::string>(rawValue(CodingKeys::id));
-  auto type = keys.decode<std::string>(rawValue(CodingKeys::type));
-  auto name = keys.decode<std::string>(rawValue(CodingKeys::name));
-  auto avatar = keys.decode<std::string>(rawValue(CodingKeys::avatar));
-  return Person(std::move(id), std::move(type), std::move(name), std::move(avatar));
+  person.id.emplace();
+  if (!keys.decodeLenient(rawValue(CodingKeys::id), *person.id)) person.id.reset();
+  keys.decode(rawValue(CodingKeys::type), person.type);
+  keys.decode(rawValue(CodingKeys::name), person.name);
+  keys.decode(rawValue(CodingKeys::avatar), person.avatar);
+}
+
+Person Person::decode(const JsonNode& node) {
+  Person person{Blank{}};
+  fill(node, person);
+  return person;
 }
 
 void Person::encode(JsonWriter& writer) const {
@@ -31,9 +37,9 @@ void Person::encode(JsonWriter& writer) const {
 }
 
 Admin Admin::decode(const JsonNode& node) {
-  Person person = Person::decode(node);
-  return Admin(std::move(person.id), std::move(person.type), std::move(person.name),
-               std::move(person.avatar));
+  Admin admin{Blank{}};
+  fill(node, admin);
+  return admin;
 }
 
 }  // namespace tavrel

@@ -149,6 +149,19 @@ class JsonObjectView {
   template <class T>
   std::optional<T> decodeLenient(std::string_view key) const noexcept;
 
+  // The same required and absence-tolerant reads into a field the caller
+  // already has, with nothing moved: a text is written where it will stay.
+  // decodeIfPresent resets `out` when the key is missing or null. After a
+  // throw, `out` holds some valid value.
+  template <class T>
+  void decode(std::string_view key, T& out) const;
+  template <class T>
+  void decodeIfPresent(std::string_view key, std::optional<T>& out) const;
+  // The lenient read into `out`: false on any failure, with `out` as it was
+  // for primitives (and some valid value for other types). Never throws.
+  template <class T>
+  bool decodeLenient(std::string_view key, T& out) const noexcept;
+
   // The object under `key` (required).
   JsonObjectView nestedObject(std::string_view key) const;
   // The array under `key` (required).
@@ -191,6 +204,8 @@ class JsonObjectView {
                            std::string detail) const;
   template <class T>
   T decodeFound(detail::RawElement element, std::string_view key) const;
+  template <class T>
+  void decodeFoundInto(detail::RawElement element, std::string_view key, T& out) const;
 
   JsonNode node_;
   // Where the next lookup starts: records read their keys mostly in document
@@ -285,7 +300,8 @@ std::string_view typeName(JsonNode::Type type) noexcept;
                            std::string_view wanted);
 [[noreturn]] void failRange(const JsonNode& node, std::int64_t value);
 
-// Reads a primitive without throwing; `ok` on success.
+// Reads a primitive without throwing; `ok` on success. `out` is written only on
+// success.
 template <Primitive T>
 ReadStatus readPrimitive(const JsonNode& node, T& out) noexcept {
   if constexpr (std::is_same_v<T, std::string> || std::is_same_v<T, bool> ||
@@ -294,7 +310,7 @@ ReadStatus readPrimitive(const JsonNode& node, T& out) noexcept {
   } else if constexpr (std::is_floating_point_v<T>) {
     double d = 0;
     ReadStatus s = node.read(d);
-    out = static_cast<T>(d);
+    if (s == ReadStatus::ok) out = static_cast<T>(d);
     return s;
   } else {
     std::int64_t v = 0;
@@ -304,6 +320,20 @@ ReadStatus readPrimitive(const JsonNode& node, T& out) noexcept {
     out = static_cast<T>(v);
     return s;
   }
+}
+
+// Throws the error of a failed primitive read of `node` as T.
+template <Primitive T>
+[[noreturn]] void failPrimitive(const JsonNode& node, ReadStatus status) {
+  if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool> &&
+                !std::is_same_v<T, std::int64_t>) {
+    std::int64_t wide = 0;
+    if (node.read(wide) == ReadStatus::ok) failRange(node, wide);
+  }
+  failRead(node, status, std::is_same_v<T, std::string> ? "a string"
+                         : std::is_same_v<T, bool>      ? "a boolean"
+                         : std::is_floating_point_v<T>  ? "a number"
+                                                        : "an integer");
 }
 
 template <class T>
@@ -322,17 +352,7 @@ T decodeNode(const JsonNode& node) {
   if constexpr (Primitive<T>) {
     T out{};
     ReadStatus s = readPrimitive(node, out);
-    if (s != ReadStatus::ok) {
-      if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool> &&
-                    !std::is_same_v<T, std::int64_t>) {
-        std::int64_t wide = 0;
-        if (node.read(wide) == ReadStatus::ok) failRange(node, wide);
-      }
-      failRead(node, s, std::is_same_v<T, std::string> ? "a string"
-                        : std::is_same_v<T, bool>      ? "a boolean"
-                        : std::is_floating_point_v<T>  ? "a number"
-                                                       : "an integer");
-    }
+    if (s != ReadStatus::ok) failPrimitive<T>(node, s);
     return out;
   } else if constexpr (std::is_same_v<T, JsonValue>) {
     return JsonValue::decode(node);
@@ -407,13 +427,26 @@ T JsonObjectView::decodeFound(detail::RawElement element, std::string_view key) 
     // Never fails, so needs no path.
     return JsonValue::decode(JsonNode(element, node_.context_, node_.segment_));
   } else if constexpr (detail::Primitive<T>) {
-    // Primitives need a path only when they fail.
-    JsonNode probe(element, node_.context_, node_.segment_);
     T out{};
-    if (detail::readPrimitive(probe, out) == detail::ReadStatus::ok) return out;
-    return detail::decodeNode<T>(child(element, key));
+    decodeFoundInto(element, key, out);
+    return out;
   } else {
     return detail::decodeNode<T>(child(element, key));
+  }
+}
+
+template <class T>
+void JsonObjectView::decodeFoundInto(detail::RawElement element, std::string_view key,
+                                     T& out) const {
+  if constexpr (std::is_same_v<T, JsonValue>) {
+    JsonValue::decode(JsonNode(element, node_.context_, node_.segment_), out);
+  } else if constexpr (detail::Primitive<T>) {
+    // Primitives need a path only when they fail.
+    JsonNode probe(element, node_.context_, node_.segment_);
+    detail::ReadStatus s = detail::readPrimitive(probe, out);
+    if (s != detail::ReadStatus::ok) detail::failPrimitive<T>(child(element, key), s);
+  } else {
+    out = detail::decodeNode<T>(child(element, key));
   }
 }
 
@@ -436,13 +469,52 @@ std::optional<T> JsonObjectView::decodeIfPresent(std::string_view key) const {
 }
 
 template <class T>
+void JsonObjectView::decode(std::string_view key, T& out) const {
+  detail::RawElement element;
+  if (!lookup(key, element)) {
+    failAt(key, DecodingError::Kind::keyNotFound,
+           "no value for key \"" + std::string(key) + "\"");
+  }
+  decodeFoundInto(element, key, out);
+}
+
+template <class T>
+void JsonObjectView::decodeIfPresent(std::string_view key, std::optional<T>& out) const {
+  detail::RawElement element;
+  if (!lookup(key, element) || JsonNode(element, node_.context_, node_.segment_).isNull()) {
+    out.reset();
+    return;
+  }
+  if (!out) out.emplace();
+  decodeFoundInto(element, key, *out);
+}
+
+template <class T>
+bool JsonObjectView::decodeLenient(std::string_view key, T& out) const noexcept {
+  detail::RawElement element;
+  if (!lookup(key, element)) return false;
+  if constexpr (detail::Primitive<T>) {
+    JsonNode probe(element, node_.context_, node_.segment_);
+    return detail::readPrimitive(probe, out) == detail::ReadStatus::ok;
+  } else {
+    try {
+      out = detail::decodeNode<T>(child(element, key));
+      return true;
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+}
+
+template <class T>
 std::optional<T> JsonObjectView::decodeLenient(std::string_view key) const noexcept {
   detail::RawElement element;
   if (!lookup(key, element)) return std::nullopt;
   if constexpr (detail::Primitive<T>) {
-    T out{};
+    // One object, filled in place and returned as it is.
+    std::optional<T> out(std::in_place);
     JsonNode probe(element, node_.context_, node_.segment_);
-    if (detail::readPrimitive(probe, out) != detail::ReadStatus::ok) return std::nullopt;
+    if (detail::readPrimitive(probe, *out) != detail::ReadStatus::ok) out.reset();
     return out;
   } else {
     try {

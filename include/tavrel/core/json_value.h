@@ -188,6 +188,8 @@ class JsonValue {
 
   // Total decoding by the order of attempts; never throws DecodingError.
   static JsonValue decode(const JsonNode& node);
+  // The same, into `out`.
+  static void decode(const JsonNode& node, JsonValue& out);
   // Writes the value; an absent map value is written as null.
   void encode(JsonWriter& writer) const;
 

@@ -27,6 +27,13 @@ class Person : public Model {
   std::string type;               // kind of person, opaque
   std::string name;               // display name
   std::string avatar;             // avatar image address
+
+ protected:
+  struct Blank {};
+  // No id and empty texts: for decode to fill in place.
+  explicit Person(Blank) {}
+  // Reads the keys of a person into `person`.
+  static void fill(const JsonNode& node, Person& person);
 };
 
 // An operator. Decodes from and encodes to exactly the JSON of a Person.
@@ -35,6 +42,9 @@ class Admin : public Person {
   using Person::Person;
 
   static Admin decode(const JsonNode& node);
+
+ private:
+  explicit Admin(Blank blank) : Person(blank) {}
 };
 
 }  // namespace tavrel
