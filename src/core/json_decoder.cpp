@@ -210,18 +210,31 @@ std::optional<DecodingError> visitJson(std::string_view bytes, std::size_t reada
 
 // --- JsonNode --------------------------------------------------------------------
 
+namespace {
+// The tape word of a node, and the number in the word after it.
+std::uint64_t wordOf(const RawElement& raw) noexcept {
+  return detail::tape::wordsOf(raw)[raw.index];
+}
+template <class T>
+T numberOf(const RawElement& raw) noexcept {
+  T value;
+  std::memcpy(&value, detail::tape::wordsOf(raw) + raw.index + 1, sizeof value);
+  return value;
+}
+}  // namespace
+
 JsonNode::Type JsonNode::type() const noexcept {
-  switch (fromRaw<dom::element>(element_).type()) {
-    case dom::element_type::ARRAY: return Type::array;
-    case dom::element_type::OBJECT: return Type::object;
-    case dom::element_type::INT64:
-    case dom::element_type::UINT64: return Type::integer;
-    case dom::element_type::DOUBLE: return Type::number;
-    case dom::element_type::STRING: return Type::string;
-    case dom::element_type::BOOL: return Type::boolean;
-    case dom::element_type::NULL_VALUE: return Type::null;
+  switch (detail::tape::typeOf(wordOf(element_))) {
+    case '[': return Type::array;
+    case '{': return Type::object;
+    case 'l':
+    case 'u': return Type::integer;
+    case 'd': return Type::number;
+    case '"': return Type::string;
+    case 't':
+    case 'f': return Type::boolean;
+    default: return Type::null;
   }
-  return Type::null;
 }
 
 std::string JsonNode::path() const { return context_->path(segment_); }
@@ -230,57 +243,58 @@ void JsonNode::fail(DecodingError::Kind kind, std::string detail) const {
   throw DecodingError(kind, path(), std::move(detail));
 }
 
-ReadStatus JsonNode::read(std::string& out) const noexcept {
-  dom::element e = fromRaw<dom::element>(element_);
-  std::string_view text;
-  if (e.get(text) == simdjson::SUCCESS) {
-    out.assign(text);
-    return ReadStatus::ok;
-  }
-  return e.is_null() ? ReadStatus::null : ReadStatus::mismatch;
-}
+// Primitive reads go straight to the tape word.
 
-ReadStatus JsonNode::read(std::int64_t& out) const noexcept {
-  dom::element e = fromRaw<dom::element>(element_);
-  switch (e.type()) {
-    case dom::element_type::INT64:
-      out = e.get_int64().value_unsafe();
+ReadStatus JsonNode::read(std::string& out) const noexcept {
+  const std::uint64_t word = wordOf(element_);
+  switch (detail::tape::typeOf(word)) {
+    case '"': {
+      const std::uint8_t* text =
+          detail::tape::stringsOf(element_) + (word & detail::tape::kPayloadMask);
+      std::uint32_t length;
+      std::memcpy(&length, text, sizeof length);
+      out.assign(reinterpret_cast<const char*>(text + sizeof length), length);
       return ReadStatus::ok;
-    case dom::element_type::DOUBLE: {
-      // A number with no fraction that fits reads as an integer (1.0, 1e3).
-      double d = e.get_double().value_unsafe();
-      if (detail::integral(d)) {
-        out = static_cast<std::int64_t>(d);
-        return ReadStatus::ok;
-      }
-      return ReadStatus::mismatch;
     }
-    case dom::element_type::NULL_VALUE: return ReadStatus::null;
+    case 'n': return ReadStatus::null;
     default: return ReadStatus::mismatch;
   }
 }
 
+ReadStatus JsonNode::read(std::int64_t& out) const noexcept {
+  switch (detail::tape::typeOf(wordOf(element_))) {
+    case 'l':
+      out = numberOf<std::int64_t>(element_);
+      return ReadStatus::ok;
+    case 'd': {
+      // A number with no fraction that fits reads as an integer (1.0, 1e3).
+      double d = numberOf<double>(element_);
+      if (!detail::integral(d)) return ReadStatus::mismatch;
+      out = static_cast<std::int64_t>(d);
+      return ReadStatus::ok;
+    }
+    case 'n': return ReadStatus::null;
+    default: return ReadStatus::mismatch;  // beyond int64 too
+  }
+}
+
 ReadStatus JsonNode::read(double& out) const noexcept {
-  dom::element e = fromRaw<dom::element>(element_);
-  switch (e.type()) {
-    case dom::element_type::INT64:
-      out = static_cast<double>(e.get_int64().value_unsafe());
-      return ReadStatus::ok;
-    case dom::element_type::UINT64:
-      out = static_cast<double>(e.get_uint64().value_unsafe());
-      return ReadStatus::ok;
-    case dom::element_type::DOUBLE:
-      out = e.get_double().value_unsafe();
-      return ReadStatus::ok;
-    case dom::element_type::NULL_VALUE: return ReadStatus::null;
+  switch (detail::tape::typeOf(wordOf(element_))) {
+    case 'l': out = static_cast<double>(numberOf<std::int64_t>(element_)); return ReadStatus::ok;
+    case 'u': out = static_cast<double>(numberOf<std::uint64_t>(element_)); return ReadStatus::ok;
+    case 'd': out = numberOf<double>(element_); return ReadStatus::ok;
+    case 'n': return ReadStatus::null;
     default: return ReadStatus::mismatch;
   }
 }
 
 ReadStatus JsonNode::read(bool& out) const noexcept {
-  dom::element e = fromRaw<dom::element>(element_);
-  if (e.get(out) == simdjson::SUCCESS) return ReadStatus::ok;
-  return e.is_null() ? ReadStatus::null : ReadStatus::mismatch;
+  switch (detail::tape::typeOf(wordOf(element_))) {
+    case 't': out = true; return ReadStatus::ok;
+    case 'f': out = false; return ReadStatus::ok;
+    case 'n': return ReadStatus::null;
+    default: return ReadStatus::mismatch;
+  }
 }
 
 JsonObjectView JsonNode::object() const {
