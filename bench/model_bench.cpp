@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "bare_walk.h"
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_writer.h"
 #include "tavrel/model/dialog.h"
@@ -365,9 +366,9 @@ double pairedSpeedup(int rounds, A&& a, B&& b) {
   return ratios[static_cast<std::size_t>(rounds / 2)];
 }
 
-template <class T, class Peer>
+template <class T, class Bare, class Peer>
 void printRatios(const char* name, const std::string& page, Peer peerDecode) {
-  simdjson::dom::parser parser;
+  simdjson::dom::parser parser, bareParser;
   auto decodeOurs = [&] {
     auto result = tavrel::decodeJson<Response<std::vector<T>>>(page);
     if (!result) std::abort();
@@ -378,16 +379,24 @@ void printRatios(const char* name, const std::string& page, Peer peerDecode) {
     if (parser.parse(page).get(root)) std::abort();
     benchmark::DoNotOptimize(root);
   };
+  auto bareWalk = [&] {
+    bare::Walk walk(bareParser, page);
+    auto records = walk.data<Bare>();
+    benchmark::DoNotOptimize(records);
+  };
   auto decodePeer = [&] {
     auto result = peerDecode(page);
     benchmark::DoNotOptimize(result);
   };
-  for (int i = 0; i < 20; ++i) decodeOurs(), parseOnly();  // warm caches and pools
+  for (int i = 0; i < 20; ++i) decodeOurs(), parseOnly(), bareWalk();  // warm caches and pools
   double ofLimit = 1.0 / pairedSpeedup(400, parseOnly, decodeOurs);
+  double bareOfLimit = 1.0 / pairedSpeedup(400, parseOnly, bareWalk);
   double overPeer = pairedSpeedup(40, decodeOurs, decodePeer);
   std::printf("%-8s paired medians: ours/limit (simdjson DOM) %.2f (goal 0.5)  ours/peer (nlohmann) "
               "%.1fx (goal 5x)\n",
               name, ofLimit, overPeer);
+  std::printf("%-8s bare walk (copies only, no checks; see bare_walk.h)/limit %.2f\n", name,
+              bareOfLimit);
 }
 
 }  // namespace
@@ -398,8 +407,8 @@ int main(int argc, char** argv) {
               " (MB/s below: 10^6 bytes per CPU second)\n",
               messages().size(), dialogs().size());
   benchmark::RunSpecifiedBenchmarks();
-  printRatios<Message>("Messages", messages(), peerMessages);
-  printRatios<Dialog>("Dialogs", dialogs(), peerDialogs);
+  printRatios<Message, bare::Message>("Messages", messages(), peerMessages);
+  printRatios<Dialog, bare::Dialog>("Dialogs", dialogs(), peerDialogs);
   benchmark::Shutdown();
   return 0;
 }

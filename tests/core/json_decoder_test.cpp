@@ -193,6 +193,87 @@ TEST(JsonDecoder, KeyedReadsTolerateWhatTheyPromise) {
   EXPECT_TRUE(decodeJson<Probe>(json));
 }
 
+TEST(JsonDecoder, ReadsIntoFieldsKeepTheSameRulesAndLeaveFieldsAsPromised) {
+  // A record whose fields already hold something: what each read into it
+  // leaves there, and that failures still throw with their paths.
+  const char* json = R"({"s":"текст","i":5,"n":null,"o":{"a":[1,"x"]},"big":1e300})";
+  struct Probe {
+    static Probe decode(const JsonNode& node) {
+      auto k = node.object();
+      std::string text = "old";
+      k.decode("s", text);
+      EXPECT_EQ(text, "текст");
+      std::int64_t number = -1;
+      k.decode("i", number);
+      EXPECT_EQ(number, 5);
+      JsonValue tree = JsonValue("old");
+      k.decode("o", tree);
+      EXPECT_EQ(tree.asString(), R"({"a":[1,"x"]})");
+      k.decode("n", tree);  // null is JsonValue's empty case
+      EXPECT_TRUE(tree.isEmpty());
+
+      std::optional<std::string> maybe = "old";
+      k.decodeIfPresent("n", maybe);
+      EXPECT_EQ(maybe, std::nullopt);  // null resets
+      maybe = "old";
+      k.decodeIfPresent("missing", maybe);
+      EXPECT_EQ(maybe, std::nullopt);  // absence resets
+      k.decodeIfPresent("s", maybe);
+      EXPECT_EQ(maybe, "текст");
+      std::optional<JsonValue> maybeTree;
+      k.decodeIfPresent("o", maybeTree);
+      EXPECT_TRUE(maybeTree && maybeTree->kind() == JsonValue::Kind::object);
+
+      // Lenient reads report failure and leave primitives untouched.
+      text = "kept";
+      EXPECT_FALSE(k.decodeLenient("i", text));
+      EXPECT_FALSE(k.decodeLenient("missing", text));
+      EXPECT_EQ(text, "kept");
+      number = 9;
+      EXPECT_FALSE(k.decodeLenient("s", number));
+      EXPECT_FALSE(k.decodeLenient("big", number));
+      EXPECT_FALSE(k.decodeLenient("n", number));
+      EXPECT_EQ(number, 9);
+      float single = 2.5f;
+      EXPECT_FALSE(k.decodeLenient("s", single));
+      EXPECT_EQ(single, 2.5f);
+      std::vector<std::int64_t> list = {7};
+      EXPECT_FALSE(k.decodeLenient("o", list));
+      EXPECT_TRUE(k.decodeLenient("i", number));
+      EXPECT_EQ(number, 5);
+
+      const struct {
+        const char* key;
+        Kind kind;
+        const char* path;
+      } failures[] = {
+          {"missing", Kind::keyNotFound, "missing"},
+          {"n", Kind::valueNotFound, "n"},
+          {"i", Kind::typeMismatch, "i"},
+      };
+      for (const auto& f : failures) {
+        try {
+          k.decode(f.key, text);
+          ADD_FAILURE() << f.key << " must throw";
+        } catch (const DecodingError& e) {
+          EXPECT_EQ(e.kind(), f.kind) << f.key;
+          EXPECT_EQ(e.path(), f.path) << f.key;
+        }
+      }
+      try {
+        std::optional<std::int64_t> wrong;
+        k.decodeIfPresent("s", wrong);
+        ADD_FAILURE() << "a wrong type must throw";
+      } catch (const DecodingError& e) {
+        EXPECT_EQ(e.kind(), Kind::typeMismatch);
+      }
+      return {};
+    }
+  };
+  auto result = decodeJson<Probe>(json);
+  EXPECT_TRUE(result) << result.error().what();
+}
+
 // Reads the keys of `order` from an object, each through a fresh lookup.
 struct KeyReads {
   static inline std::vector<std::string> order;
