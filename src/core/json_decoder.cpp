@@ -393,9 +393,13 @@ std::optional<JsonNode> JsonObjectView::find(std::string_view key) const {
 JsonNode JsonObjectView::at(std::string_view key) const {
   RawElement element;
   if (!lookup(key, element)) {
-    failAt(key, DecodingError::Kind::keyNotFound, "no value for key \"" + std::string(key) + "\"");
+    failMissing(key);
   }
   return child(element, key);
+}
+
+void JsonObjectView::failMissing(std::string_view key) const {
+  failAt(key, DecodingError::Kind::keyNotFound, "no value for key \"" + std::string(key) + "\"");
 }
 
 void JsonObjectView::failAt(std::string_view key, DecodingError::Kind kind,

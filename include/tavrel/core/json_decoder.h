@@ -202,6 +202,8 @@ class JsonObjectView {
   bool lookup(std::string_view key, detail::RawElement& out) const noexcept;
   [[noreturn]] void failAt(std::string_view key, DecodingError::Kind kind,
                            std::string detail) const;
+  // keyNotFound for `key`.
+  [[noreturn]] void failMissing(std::string_view key) const;
   template <class T>
   T decodeFound(detail::RawElement element, std::string_view key) const;
   template <class T>
@@ -454,8 +456,7 @@ template <class T>
 T JsonObjectView::decode(std::string_view key) const {
   detail::RawElement element;
   if (!lookup(key, element)) {
-    failAt(key, DecodingError::Kind::keyNotFound,
-           "no value for key \"" + std::string(key) + "\"");
+    failMissing(key);
   }
   return decodeFound<T>(element, key);
 }
@@ -472,8 +473,7 @@ template <class T>
 void JsonObjectView::decode(std::string_view key, T& out) const {
   detail::RawElement element;
   if (!lookup(key, element)) {
-    failAt(key, DecodingError::Kind::keyNotFound,
-           "no value for key \"" + std::string(key) + "\"");
+    failMissing(key);
   }
   decodeFoundInto(element, key, out);
 }
@@ -508,15 +508,14 @@ bool JsonObjectView::decodeLenient(std::string_view key, T& out) const noexcept 
 
 template <class T>
 std::optional<T> JsonObjectView::decodeLenient(std::string_view key) const noexcept {
-  detail::RawElement element;
-  if (!lookup(key, element)) return std::nullopt;
   if constexpr (detail::Primitive<T>) {
     // One object, filled in place and returned as it is.
     std::optional<T> out(std::in_place);
-    JsonNode probe(element, node_.context_, node_.segment_);
-    if (detail::readPrimitive(probe, *out) != detail::ReadStatus::ok) out.reset();
+    if (!decodeLenient(key, *out)) out.reset();
     return out;
   } else {
+    detail::RawElement element;
+    if (!lookup(key, element)) return std::nullopt;
     try {
       return detail::decodeNode<T>(child(element, key));
     } catch (const std::exception&) {
