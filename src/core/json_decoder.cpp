@@ -346,12 +346,18 @@ bool sameBytes(const void* a, const void* b, std::size_t n) noexcept {
 }
 }  // namespace
 
+JsonObjectView::JsonObjectView(JsonNode node) noexcept
+    : node_(node),
+      words_(detail::tape::wordsOf(node.element_)),
+      strings_(detail::tape::stringsOf(node.element_)),
+      last_(detail::tape::after(words_, node.element_.index) - 1) {}
+
 bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcept {
   // Straight on the tape: members are key words, each followed by its value.
-  const std::uint64_t* words = detail::tape::wordsOf(node_.element_);
-  const std::uint8_t* strings = detail::tape::stringsOf(node_.element_);
+  const std::uint64_t* words = words_;
+  const std::uint8_t* strings = strings_;
   const std::size_t first = node_.element_.index + 1;
-  const std::size_t last = detail::tape::after(words, node_.element_.index) - 1;  // the '}'
+  const std::size_t last = last_;  // the '}'
   const std::size_t start = hint_ != 0 ? hint_ : first;
   auto matches = [&](std::size_t at) {
     const std::uint8_t* text = strings + (words[at] & detail::tape::kPayloadMask);
@@ -362,9 +368,16 @@ bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcep
   auto take = [&](std::size_t at) {
     out = RawElement{node_.element_.doc, at + 1};
     std::size_t next = detail::tape::after(words, at + 1);
+    found_ = at;
     hint_ = next == last ? 0 : next;
     return true;
   };
+  // A record that reads one key two ways (as text, else as a number) asks
+  // for the key it found last: that needs no scan.
+  if (found_ != 0 && found_ != start && matches(found_)) {
+    out = RawElement{node_.element_.doc, found_ + 1};
+    return true;
+  }
   for (std::size_t at = start; at < last; at = detail::tape::after(words, at + 1)) {
     if (matches(at)) return take(at);
   }

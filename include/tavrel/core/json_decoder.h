@@ -196,7 +196,7 @@ class JsonObjectView {
 
  private:
   friend class JsonNode;
-  explicit JsonObjectView(JsonNode node) noexcept : node_(node) {}
+  explicit JsonObjectView(JsonNode node) noexcept;
   // Child node under `key`, registered in the path table.
   JsonNode child(detail::RawElement element, std::string_view key) const;
   bool lookup(std::string_view key, detail::RawElement& out) const noexcept;
@@ -210,10 +210,17 @@ class JsonObjectView {
   void decodeFoundInto(detail::RawElement element, std::string_view key, T& out) const;
 
   JsonNode node_;
+  // The document's words and strings, and the index of the closing word,
+  // looked up once for all lookups.
+  const std::uint64_t* words_;
+  const std::uint8_t* strings_;
+  std::size_t last_;
   // Where the next lookup starts: records read their keys mostly in document
   // order, so each lookup begins just after the key found last and wraps
   // around.
   mutable std::size_t hint_ = 0;
+  // The key found last (0: none yet), tried before a scan.
+  mutable std::size_t found_ = 0;
 };
 
 // The elements of a JSON array, each with its indexed path.
