@@ -7,24 +7,14 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "support/build_all.h"
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_writer.h"
 
 using tavrel::decodeJson;
 using tavrel::encodeJson;
 using tavrel::JsonValue;
-
-namespace {
-void buildAll(JsonValue& v) {
-  if (auto* object = v.getIf<JsonValue::Object>()) {
-    for (auto& member : *object) {
-      if (member.second) buildAll(*member.second);
-    }
-  } else if (auto* array = v.getIf<JsonValue::Array>()) {
-    for (auto& element : *array) buildAll(element);
-  }
-}
-}  // namespace
+using tavrel::testing::buildAll;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view bytes(reinterpret_cast<const char*>(data), size);

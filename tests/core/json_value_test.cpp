@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/build_all.h"
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_writer.h"
 
@@ -162,18 +163,7 @@ TEST(JsonValue, NonFiniteNumbersHaveNoJsonText) {
   EXPECT_EQ(v.getString("x"), "inf");
 }
 
-
-// Decoded objects and arrays are kept encoded until read. Gives every object
-// and array of `v` members of its own, depth first, through mutable access.
-void buildAll(JsonValue& v) {
-  if (auto* object = v.getIf<JsonValue::Object>()) {
-    for (auto& member : *object) {
-      if (member.second) buildAll(*member.second);
-    }
-  } else if (auto* array = v.getIf<JsonValue::Array>()) {
-    for (auto& element : *array) buildAll(element);
-  }
-}
+using testing::buildAll;
 
 TEST(JsonValueKeptTrees, WriteTheSameTextKeptAndBuilt) {
   std::string manyKeys = "{";
