@@ -1,12 +1,15 @@
-# tavrel_module(NAME DEPS <public deps...> PRIVATE <private deps...>
+# tavrel_module(NAME [THREADED] DEPS <public deps...> PRIVATE <private deps...>
 #               TEST_DEPS <libraries for the test binary only...>)
+#
+# THREADED marks a module whose code or tests run on more than one thread:
+# only those modules build their tests in the ThreadSanitizer flavour.
 #
 # One static library per module: sources from src/<name>/, public headers from
 # include/tavrel/<name>/, tests from tests/<name>/ as one GoogleTest binary.
 set(TAVREL_MODULES "" CACHE INTERNAL "")
 
 function(tavrel_module name)
-  cmake_parse_arguments(M "" "" "DEPS;PRIVATE;TEST_DEPS" ${ARGN})
+  cmake_parse_arguments(M "THREADED" "" "DEPS;PRIVATE;TEST_DEPS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/src/${name}/*.cpp)
   file(GLOB_RECURSE headers CONFIGURE_DEPENDS
@@ -30,7 +33,7 @@ function(tavrel_module name)
   target_link_libraries(${target} PUBLIC ${M_DEPS} PRIVATE tavrel_options ${M_PRIVATE})
   set(TAVREL_MODULES ${TAVREL_MODULES} ${target} CACHE INTERNAL "")
 
-  if(TAVREL_TESTS)
+  if(TAVREL_TESTS AND (M_THREADED OR NOT TAVREL_TSAN))
     file(GLOB_RECURSE tests CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${name}/*.cpp)
     if(tests)
       add_executable(${target}_tests ${tests})

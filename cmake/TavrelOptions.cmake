@@ -16,6 +16,13 @@ if(TAVREL_SANITIZE)
     target_compile_options(tavrel_options INTERFACE -Wno-maybe-uninitialized)
   endif()
 endif()
+if(TAVREL_TSAN)
+  # ThreadSanitizer: only the modules that declare THREADED build their tests
+  # in this flavour (see tavrel_module). Suppressions, each with its reason,
+  # live in tests/tsan.supp.
+  target_compile_options(tavrel_options INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(tavrel_options INTERFACE -fsanitize=thread)
+endif()
 if(TAVREL_FUZZ)
   target_compile_options(tavrel_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined
     -fno-omit-frame-pointer)
