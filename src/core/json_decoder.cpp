@@ -10,12 +10,11 @@
 
 namespace tavrel {
 
-using detail::fromRaw;
 using detail::JsonContext;
-using detail::RawElement;
 using detail::ReadStatus;
-using detail::toRaw;
+using detail::TapeValue;
 namespace dom = simdjson::dom;
+namespace tape = detail::tape;
 
 // --- DecodingError -----------------------------------------------------------
 
@@ -93,13 +92,23 @@ std::string_view typeName(JsonNode::Type type) noexcept {
 }
 
 namespace {
-// What a node holds, for error texts: the number itself where there is one.
+// What a node holds, for error texts: the number itself where there is one,
+// integers (and floats that decode as integers) without a fraction.
 std::string describe(const JsonNode& node) {
-  double d = 0;
-  if (node.type() == JsonNode::Type::number || node.type() == JsonNode::Type::integer) {
-    if (node.read(d) == ReadStatus::ok) return "the number " + formatDouble(d);
+  const TapeValue value = JsonContext::valueOf(node);
+  const std::uint64_t* words = wordsOf(value);
+  switch (tape::typeOf(words[value.index])) {
+    case 'l':
+      return "the number " + std::to_string(tape::numberAfter<std::int64_t>(words, value.index));
+    case 'u':
+      return "the number " + std::to_string(tape::numberAfter<std::uint64_t>(words, value.index));
+    case 'd': {
+      const double d = tape::numberAfter<double>(words, value.index);
+      if (integral(d)) return "the number " + std::to_string(static_cast<std::int64_t>(d));
+      return "the number " + formatDouble(d);
+    }
+    default: return std::string(typeName(node.type()));
   }
-  return std::string(typeName(node.type()));
 }
 }  // namespace
 
@@ -128,12 +137,13 @@ constexpr std::size_t kMaxKeptCapacity = std::size_t{64} << 20;
 
 struct Parser {
   dom::parser dom;
+  dom::document doc;              // where the parser leaves the document
   std::unique_ptr<char[]> input;  // the bytes, copied with the parser's padding
   std::size_t inputCapacity = 0;
 
-  simdjson::error_code parse(std::string_view bytes, std::size_t readable, dom::element& root) {
+  simdjson::error_code parse(std::string_view bytes, std::size_t readable) {
     if (readable >= bytes.size() + simdjson::SIMDJSON_PADDING) {
-      return dom.parse(bytes.data(), bytes.size(), false).get(root);
+      return dom.parse_into_document(doc, bytes.data(), bytes.size(), false).error();
     }
     if (inputCapacity < bytes.size() || !input) {
       std::size_t capacity = std::max(bytes.size(), inputCapacity * 2);
@@ -142,7 +152,7 @@ struct Parser {
     }
     if (!bytes.empty()) std::memcpy(input.get(), bytes.data(), bytes.size());
     std::memset(input.get() + bytes.size(), 0, simdjson::SIMDJSON_PADDING);
-    return dom.parse(input.get(), bytes.size(), false).get(root);
+    return dom.parse_into_document(doc, input.get(), bytes.size(), false).error();
   }
 };
 
@@ -157,7 +167,8 @@ struct ParserPool {
   }
   void give(std::unique_ptr<Parser> parser) {
     // A parser that grew for a huge document is not worth keeping.
-    if (parser->dom.capacity() <= kMaxKeptCapacity && parser->inputCapacity <= kMaxKeptCapacity) {
+    if (parser->dom.capacity() <= kMaxKeptCapacity && parser->doc.capacity() <= kMaxKeptCapacity &&
+        parser->inputCapacity <= kMaxKeptCapacity) {
       idle.push_back(std::move(parser));
     }
   }
@@ -188,14 +199,13 @@ std::optional<DecodingError> visitJson(std::string_view bytes, std::size_t reada
                                        RootVisitor visit, void* state) noexcept {
   try {
     PooledParser parser;
-    dom::element root;
-    if (auto error = (*parser).parse(bytes, readable, root)) {
+    if (auto error = (*parser).parse(bytes, readable)) {
       return DecodingError(DecodingError::Kind::dataCorrupted, "",
                            std::string("the data is not valid JSON: ") +
                                simdjson::error_message(error));
     }
     JsonContext context(bytes.size());
-    visit(state, context.root(root));
+    visit(state, context.root((*parser).doc));
     return std::nullopt;
   } catch (DecodingError& error) {
     return std::move(error);
@@ -211,20 +221,19 @@ std::optional<DecodingError> visitJson(std::string_view bytes, std::size_t reada
 // --- JsonNode --------------------------------------------------------------------
 
 namespace {
+using detail::stringsOf;
+using detail::wordsOf;
+
 // The tape word of a node, and the number in the word after it.
-std::uint64_t wordOf(const RawElement& raw) noexcept {
-  return detail::tape::wordsOf(raw)[raw.index];
-}
+std::uint64_t wordOf(const TapeValue& value) noexcept { return wordsOf(value)[value.index]; }
 template <class T>
-T numberOf(const RawElement& raw) noexcept {
-  T value;
-  std::memcpy(&value, detail::tape::wordsOf(raw) + raw.index + 1, sizeof value);
-  return value;
+T numberOf(const TapeValue& value) noexcept {
+  return tape::numberAfter<T>(wordsOf(value), value.index);
 }
 }  // namespace
 
 JsonNode::Type JsonNode::type() const noexcept {
-  switch (detail::tape::typeOf(wordOf(element_))) {
+  switch (tape::typeOf(wordOf(element_))) {
     case '[': return Type::array;
     case '{': return Type::object;
     case 'l':
@@ -243,26 +252,17 @@ void JsonNode::fail(DecodingError::Kind kind, std::string detail) const {
   throw DecodingError(kind, path(), std::move(detail));
 }
 
-// Primitive reads go straight to the tape word.
-
 ReadStatus JsonNode::read(std::string& out) const noexcept {
   const std::uint64_t word = wordOf(element_);
-  switch (detail::tape::typeOf(word)) {
-    case '"': {
-      const std::uint8_t* text =
-          detail::tape::stringsOf(element_) + (word & detail::tape::kPayloadMask);
-      std::uint32_t length;
-      std::memcpy(&length, text, sizeof length);
-      out.assign(reinterpret_cast<const char*>(text + sizeof length), length);
-      return ReadStatus::ok;
-    }
+  switch (tape::typeOf(word)) {
+    case '"': out.assign(tape::textAt(stringsOf(element_) + tape::stringOffset(word))); return ReadStatus::ok;
     case 'n': return ReadStatus::null;
     default: return ReadStatus::mismatch;
   }
 }
 
 ReadStatus JsonNode::read(std::int64_t& out) const noexcept {
-  switch (detail::tape::typeOf(wordOf(element_))) {
+  switch (tape::typeOf(wordOf(element_))) {
     case 'l':
       out = numberOf<std::int64_t>(element_);
       return ReadStatus::ok;
@@ -279,7 +279,7 @@ ReadStatus JsonNode::read(std::int64_t& out) const noexcept {
 }
 
 ReadStatus JsonNode::read(double& out) const noexcept {
-  switch (detail::tape::typeOf(wordOf(element_))) {
+  switch (tape::typeOf(wordOf(element_))) {
     case 'l': out = static_cast<double>(numberOf<std::int64_t>(element_)); return ReadStatus::ok;
     case 'u': out = static_cast<double>(numberOf<std::uint64_t>(element_)); return ReadStatus::ok;
     case 'd': out = numberOf<double>(element_); return ReadStatus::ok;
@@ -289,7 +289,7 @@ ReadStatus JsonNode::read(double& out) const noexcept {
 }
 
 ReadStatus JsonNode::read(bool& out) const noexcept {
-  switch (detail::tape::typeOf(wordOf(element_))) {
+  switch (tape::typeOf(wordOf(element_))) {
     case 't': out = true; return ReadStatus::ok;
     case 'f': out = false; return ReadStatus::ok;
     case 'n': return ReadStatus::null;
@@ -310,16 +310,6 @@ JsonArrayView JsonNode::array() const {
 }
 
 // --- JsonObjectView -----------------------------------------------------------------
-
-namespace {
-dom::object objectOf(const RawElement& raw) {
-  // Only made from nodes checked to be objects.
-  return fromRaw<dom::element>(raw).get_object().value_unsafe();
-}
-dom::array arrayOf(const RawElement& raw) {
-  return fromRaw<dom::element>(raw).get_array().value_unsafe();
-}
-}  // namespace
 
 namespace {
 template <class W>
@@ -344,67 +334,90 @@ bool sameBytes(const void* a, const void* b, std::size_t n) noexcept {
   }
   return std::memcmp(x, y, n) == 0;
 }
+
+// One of 64 bits for a key, from its length and end bytes.
+std::uint64_t keyBit(std::string_view key) noexcept {
+  std::uint64_t mix = key.size();
+  if (!key.empty()) {
+    mix |= std::uint64_t{static_cast<unsigned char>(key.front())} << 32 |
+           std::uint64_t{static_cast<unsigned char>(key.back())} << 40;
+  }
+  return std::uint64_t{1} << ((mix * 0x9E3779B97F4A7C15) >> 58);
+}
 }  // namespace
 
 JsonObjectView::JsonObjectView(JsonNode node) noexcept
     : node_(node),
-      words_(detail::tape::wordsOf(node.element_)),
-      strings_(detail::tape::stringsOf(node.element_)),
-      last_(detail::tape::after(words_, node.element_.index) - 1) {}
+      words_(wordsOf(node.element_)),
+      strings_(stringsOf(node.element_)),
+      last_(tape::closing(words_[node.element_.index])) {}
 
-bool JsonObjectView::lookup(std::string_view key, RawElement& out) const noexcept {
-  // Straight on the tape: members are key words, each followed by its value.
-  const std::uint64_t* words = words_;
-  const std::uint8_t* strings = strings_;
+bool JsonObjectView::keyIs(std::size_t at, std::string_view key) const noexcept {
+  const std::uint8_t* text = strings_ + tape::stringOffset(words_[at]);
+  std::uint32_t length;
+  std::memcpy(&length, text, sizeof length);
+  return length == key.size() && sameBytes(text + sizeof length, key.data(), length);
+}
+
+// The key at `at` was found by a scan from `start`: the first of its kind,
+// unless an equal key stands before `start`.
+std::size_t JsonObjectView::firstFrom(std::size_t at, std::size_t start,
+                                      std::string_view key) const noexcept {
   const std::size_t first = node_.element_.index + 1;
-  const std::size_t last = last_;  // the '}'
+  if (start == first) return at;
+  if (seenEnd_ == 0) seenEnd_ = first;
+  for (; seenEnd_ < start; seenEnd_ = tape::after(words_, seenEnd_ + 1)) {
+    seen_ |= keyBit(tape::textAt(strings_ + tape::stringOffset(words_[seenEnd_])));
+  }
+  if ((seen_ & keyBit(key)) == 0) return at;
+  for (std::size_t before = first; before < start; before = tape::after(words_, before + 1)) {
+    if (keyIs(before, key)) return before;
+  }
+  return at;
+}
+
+bool JsonObjectView::lookup(std::string_view key, TapeValue& out) const noexcept {
+  // Straight on the tape: members are key words, each followed by its value.
+  const std::size_t first = node_.element_.index + 1;
   const std::size_t start = hint_ != 0 ? hint_ : first;
-  auto matches = [&](std::size_t at) {
-    const std::uint8_t* text = strings + (words[at] & detail::tape::kPayloadMask);
-    std::uint32_t length;
-    std::memcpy(&length, text, sizeof length);
-    return length == key.size() && sameBytes(text + sizeof length, key.data(), length);
-  };
   auto take = [&](std::size_t at) {
-    out = RawElement{node_.element_.doc, at + 1};
-    std::size_t next = detail::tape::after(words, at + 1);
+    out = TapeValue{node_.element_.doc, at + 1};
+    std::size_t next = tape::after(words_, at + 1);
     found_ = at;
-    hint_ = next == last ? 0 : next;
+    hint_ = next == last_ ? 0 : next;
     return true;
   };
-  // A record that reads one key two ways (as text, else as a number) asks
-  // for the key it found last: that needs no scan.
-  if (found_ != 0 && found_ != start && matches(found_)) {
-    out = RawElement{node_.element_.doc, found_ + 1};
+  if (found_ != 0 && found_ != start && keyIs(found_, key)) {
+    out = TapeValue{node_.element_.doc, found_ + 1};
     return true;
   }
-  for (std::size_t at = start; at < last; at = detail::tape::after(words, at + 1)) {
-    if (matches(at)) return take(at);
+  for (std::size_t at = start; at < last_; at = tape::after(words_, at + 1)) {
+    if (keyIs(at, key)) return take(firstFrom(at, start, key));
   }
-  for (std::size_t at = first; at < start; at = detail::tape::after(words, at + 1)) {
-    if (matches(at)) return take(at);
+  for (std::size_t at = first; at < start; at = tape::after(words_, at + 1)) {
+    if (keyIs(at, key)) return take(at);
   }
   return false;
 }
 
 bool JsonObjectView::contains(std::string_view key) const noexcept {
-  RawElement unused;
+  TapeValue unused;
   return lookup(key, unused);
 }
 
-JsonNode JsonObjectView::child(RawElement element, std::string_view key) const {
+JsonNode JsonObjectView::child(TapeValue element, std::string_view key) const {
   std::uint32_t segment = node_.context_->addKey(node_.segment_, key);
   return JsonNode(element, node_.context_, segment);
 }
 
 std::optional<JsonNode> JsonObjectView::find(std::string_view key) const {
-  RawElement element;
+  TapeValue element;
   if (!lookup(key, element)) return std::nullopt;
   return child(element, key);
 }
 
 JsonNode JsonObjectView::at(std::string_view key) const {
-  RawElement element;
+  TapeValue element;
   if (!lookup(key, element)) {
     failMissing(key);
   }
@@ -420,12 +433,9 @@ void JsonObjectView::failAt(std::string_view key, DecodingError::Kind kind,
   throw DecodingError(kind, node_.context_->pathWithKey(node_.segment_, key), std::move(detail));
 }
 
-std::size_t JsonObjectView::size() const noexcept {
-  dom::object o = objectOf(node_.element_);
-  std::size_t n = o.size();
-  if (n < 0xFFFFFF) return n;
-  n = 0;  // the stored count saturates: count by hand
-  for (auto it = o.begin(); it != o.end(); ++it) ++n;
+std::size_t JsonObjectView::size() const {
+  std::size_t n = 0;
+  for (auto it = begin(), stop = end(); it != stop; ++it) ++n;
   return n;
 }
 
@@ -437,56 +447,58 @@ JsonArrayView JsonObjectView::nestedArray(std::string_view key) const {
   return at(key).array();
 }
 
-JsonObjectView::Iterator JsonObjectView::begin() const noexcept {
-  return Iterator(toRaw(objectOf(node_.element_).begin()), node_);
+JsonObjectView::Iterator JsonObjectView::begin() const {
+  Iterator it(node_, node_.element_.index + 1);
+  if (it.at_ < last_) it.seen_.insert(tape::textAt(strings_ + tape::stringOffset(words_[it.at_])));
+  return it;
 }
 
-JsonObjectView::Iterator JsonObjectView::end() const noexcept {
-  return Iterator(toRaw(objectOf(node_.element_).end()), node_);
-}
+JsonObjectView::Iterator JsonObjectView::end() const { return Iterator(node_, last_); }
 
 JsonObjectView::Member JsonObjectView::Iterator::operator*() const {
-  auto it = fromRaw<dom::object::iterator>(raw_);
-  std::string_view key = it.key();
-  return Member{key, JsonObjectView(parent_).child(toRaw(it.value()), key)};
+  const TapeValue object = parent_.element_;
+  std::string_view key =
+      tape::textAt(stringsOf(object) + tape::stringOffset(wordsOf(object)[at_]));
+  return Member{key, JsonObjectView(parent_).child(TapeValue{object.doc, at_ + 1}, key)};
 }
 
-JsonObjectView::Iterator& JsonObjectView::Iterator::operator++() noexcept {
-  auto it = fromRaw<dom::object::iterator>(raw_);
-  ++it;
-  raw_ = toRaw(it);
+JsonObjectView::Iterator& JsonObjectView::Iterator::operator++() {
+  const TapeValue object = parent_.element_;
+  const std::uint64_t* words = wordsOf(object);
+  const std::size_t last = tape::closing(words[object.index]);
+  // On to the next key not seen before.
+  do {
+    at_ = tape::after(words, at_ + 1);
+  } while (at_ < last &&
+           !seen_.insert(tape::textAt(stringsOf(object) + tape::stringOffset(words[at_]))).second);
   return *this;
 }
 
 // --- JsonArrayView ------------------------------------------------------------------
 
 std::size_t JsonArrayView::size() const noexcept {
-  dom::array a = arrayOf(node_.element_);
-  std::size_t n = a.size();
-  if (n < 0xFFFFFF) return n;
-  n = 0;
-  for (auto it = a.begin(); it != a.end(); ++it) ++n;
-  return n;
+  const std::uint32_t n = tape::count(wordOf(node_.element_));
+  if (n < tape::kCountCap) return n;
+  std::size_t counted = 0;
+  for (auto it = begin(), stop = end(); it != stop; ++it) ++counted;
+  return counted;
 }
 
 JsonArrayView::Iterator JsonArrayView::begin() const noexcept {
-  return Iterator(toRaw(arrayOf(node_.element_).begin()), node_);
+  return Iterator(TapeValue{node_.element_.doc, node_.element_.index + 1}, node_);
 }
 
 JsonArrayView::Iterator JsonArrayView::end() const noexcept {
-  return Iterator(toRaw(arrayOf(node_.element_).end()), node_);
+  return Iterator(TapeValue{node_.element_.doc, tape::closing(wordOf(node_.element_))}, node_);
 }
 
 JsonNode JsonArrayView::Iterator::operator*() const {
-  auto it = fromRaw<dom::array::iterator>(raw_);
   JsonContext* context = parent_.context_;
-  return context->node(*it, context->addIndex(parent_.segment_, position_));
+  return context->node(raw_, context->addIndex(parent_.segment_, position_));
 }
 
 JsonArrayView::Iterator& JsonArrayView::Iterator::operator++() noexcept {
-  auto it = fromRaw<dom::array::iterator>(raw_);
-  ++it;
-  raw_ = toRaw(it);
+  raw_.index = tape::after(wordsOf(raw_), raw_.index);
   ++position_;
   return *this;
 }

@@ -1,18 +1,17 @@
 #pragma once
-// Shared between the JSON sources: the bridge between our opaque element
-// handles and the parser's own, and the per-document path table.
+// Shared between the JSON sources: the document behind a node, and the
+// per-document path table.
 
 #include <simdjson.h>
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <unordered_set>
 #include <vector>
 
+#include "core/json_tape.h"
 #include "core/json_trees.h"
 #include "tavrel/core/json_decoder.h"
 
@@ -20,42 +19,14 @@ namespace tavrel::detail {
 
 namespace dom = simdjson::dom;
 
-static_assert(sizeof(dom::element) == sizeof(RawElement));
-static_assert(std::is_trivially_copyable_v<dom::element>);
-static_assert(sizeof(dom::object::iterator) == sizeof(RawElement));
-static_assert(std::is_trivially_copyable_v<dom::object::iterator>);
-static_assert(sizeof(dom::array::iterator) == sizeof(RawElement));
-static_assert(std::is_trivially_copyable_v<dom::array::iterator>);
-
-// The parser's tape, read directly where its element API costs too much: each
-// 64-bit word has its type in the top byte and a payload below.
-namespace tape {
-constexpr std::uint64_t kPayloadMask = 0x00FFFFFFFFFFFFFF;
-inline char typeOf(std::uint64_t word) noexcept { return static_cast<char>(word >> 56); }
-inline const std::uint64_t* wordsOf(RawElement raw) noexcept {
-  return static_cast<const dom::document*>(raw.doc)->tape.get();
+inline const dom::document& documentOf(TapeValue value) noexcept {
+  return *static_cast<const dom::document*>(value.doc);
 }
-inline const std::uint8_t* stringsOf(RawElement raw) noexcept {
-  return static_cast<const dom::document*>(raw.doc)->string_buf.get();
+inline const std::uint64_t* wordsOf(TapeValue value) noexcept {
+  return tape::wordsOf(documentOf(value));
 }
-// The index just past the value at `index`.
-inline std::size_t after(const std::uint64_t* words, std::size_t index) noexcept {
-  std::uint64_t word = words[index];
-  switch (typeOf(word)) {
-    case '{': case '[': return static_cast<std::uint32_t>(word);  // past the closing word
-    case 'l': case 'u': case 'd': return index + 2;                // the number follows
-    default: return index + 1;
-  }
-}
-}  // namespace tape
-
-template <class D>
-inline D fromRaw(RawElement raw) noexcept {
-  return std::bit_cast<D>(raw);
-}
-template <class D>
-inline RawElement toRaw(const D& d) noexcept {
-  return std::bit_cast<RawElement>(d);
+inline const std::uint8_t* stringsOf(TapeValue value) noexcept {
+  return tape::stringsOf(documentOf(value));
 }
 
 // Coding paths of the nodes handed out while one document is decoded. A node
@@ -72,10 +43,13 @@ class JsonContext {
     segments_.push_back({0, 0, 0, kNoIndex});
   }
 
-  JsonNode root(dom::element element) noexcept { return JsonNode(toRaw(element), this, 0); }
-  JsonNode node(dom::element element, std::uint32_t segment) noexcept {
-    return JsonNode(toRaw(element), this, segment);
+  JsonNode root(const dom::document& doc) noexcept {
+    return JsonNode(TapeValue{&doc, tape::kRoot}, this, 0);
   }
+  JsonNode node(TapeValue value, std::uint32_t segment) noexcept {
+    return JsonNode(value, this, segment);
+  }
+  static TapeValue valueOf(const JsonNode& node) noexcept { return node.element_; }
 
   std::uint32_t addKey(std::uint32_t parent, std::string_view key);
   std::uint32_t addIndex(std::uint32_t parent, std::uint32_t index);
@@ -138,8 +112,8 @@ class KeyFilter {
 // Appends formatDouble(value) to `out`.
 void appendDouble(std::string& out, double value);
 
-// Builds the whole JsonValue of a parsed element at once, by the order of
+// Builds the whole JsonValue of a parsed value at once, by the order of
 // attempts.
-JsonValue makeJsonValue(dom::element element);
+JsonValue makeJsonValue(TapeValue value);
 
 }  // namespace tavrel::detail

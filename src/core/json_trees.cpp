@@ -11,18 +11,11 @@
 
 namespace tavrel::detail {
 
-namespace dom = simdjson::dom;
-
-// The tape layout described in json_trees.h is that of simdjson 3.
-static_assert(simdjson::SIMDJSON_VERSION_MAJOR == 3, "check the tape layout of this simdjson");
-
 namespace {
 
 // A chunk with its header fills 4 KiB; bigger trees get a chunk of their own.
 constexpr std::uint32_t kChunkBytes = 4096 - sizeof(TreeChunk);
 constexpr std::uint32_t kOwnChunkFrom = kChunkBytes / 4;
-constexpr std::uint64_t kCountMask = 0x00FFFFFF00000000;
-using tape::kPayloadMask;
 using tape::typeOf;
 
 struct TreeHeader {
@@ -33,11 +26,16 @@ struct TreeHeader {
 };
 static_assert(sizeof(TreeHeader) == 16);
 
-// A kept tree read in the parser's own terms: tape indices and string buffer
-// offsets, shifted into the chunk.
-class Kept {
+// Tape words and strings read by the parser's indices and offsets: those of
+// the document itself, or of a kept tree's copy, shifted by its bases.
+class Tape {
  public:
-  Kept(const TreeChunk* chunk, std::uint32_t offset) noexcept {
+  // The document's own.
+  explicit Tape(TapeValue value) noexcept
+      : words_(reinterpret_cast<const char*>(wordsOf(value))),
+        strings_(reinterpret_cast<const char*>(stringsOf(value))) {}
+  // A kept tree's.
+  Tape(const TreeChunk* chunk, std::uint32_t offset) noexcept {
     const char* at = chunk->bytes() + offset;
     TreeHeader header;
     std::memcpy(&header, at, sizeof header);
@@ -47,42 +45,30 @@ class Kept {
     stringBase_ = header.stringBase;
   }
 
-  std::uint32_t first() const noexcept { return first_; }
-  std::uint64_t word(std::uint32_t index) const noexcept {
+  // The index of the kept tree's first word.
+  std::size_t first() const noexcept { return first_; }
+  std::uint64_t word(std::size_t index) const noexcept {
     std::uint64_t word;
-    std::memcpy(&word, words_ + std::size_t{index - first_} * 8, sizeof word);
+    std::memcpy(&word, words_ + (index - first_) * 8, sizeof word);
     return word;
   }
   template <class T>
-  T numberAfter(std::uint32_t index) const noexcept {
+  T numberAfter(std::size_t index) const noexcept {
     T value;
-    std::memcpy(&value, words_ + std::size_t{index + 1 - first_} * 8, sizeof value);
+    std::memcpy(&value, words_ + (index + 1 - first_) * 8, sizeof value);
     return value;
   }
-  // The text of a string word: u32 length, then the bytes.
   std::string_view text(std::uint64_t word) const noexcept {
-    const char* at = strings_ + ((word & kPayloadMask) - stringBase_);
-    std::uint32_t length;
-    std::memcpy(&length, at, sizeof length);
-    return {at + 4, length};
+    return tape::textAt(strings_ + (tape::stringOffset(word) - stringBase_));
   }
+  std::size_t after(std::size_t index) const noexcept { return tape::skip(word(index), index); }
 
  private:
-  const char* words_;    // the copied tape words
-  const char* strings_;  // the copied strings
-  std::uint32_t first_;       // tape index of words_[0]
-  std::uint32_t stringBase_;  // string buffer offset of strings_[0]
+  const char* words_;    // the word at index first_
+  const char* strings_;  // the string at offset stringBase_
+  std::size_t first_ = 0;
+  std::size_t stringBase_ = 0;
 };
-
-// The index just past the value at `index`.
-std::uint32_t after(const Kept& tree, std::uint32_t index) noexcept {
-  std::uint64_t word = tree.word(index);
-  switch (typeOf(word)) {
-    case '{': case '[': return static_cast<std::uint32_t>(word);
-    case 'l': case 'u': case 'd': return index + 2;
-    default: return index + 1;
-  }
-}
 
 }  // namespace
 
@@ -125,24 +111,16 @@ TreeChunk* TreeStore::reserve(std::uint32_t bytes) {
   return chunk_;
 }
 
-JsonValue TreeStore::make(dom::element element) {
-  JsonValue out;
-  make(element, out);
-  return out;
-}
-
-void TreeStore::make(dom::element element, JsonValue& out) {
-  RawElement raw = toRaw(element);
-  const auto* doc = static_cast<const dom::document*>(raw.doc);
-  const std::uint64_t* tape = doc->tape.get();
-  const std::size_t first = raw.index;
+void TreeStore::make(TapeValue value, JsonValue& out) {
+  const std::uint64_t* tape = wordsOf(value);
+  const std::size_t first = value.index;
   const std::uint64_t opening = tape[first];
   const char type = typeOf(opening);
   if ((type != '{' && type != '[') || !keep_) {
-    out = makeJsonValue(element);
+    out = makeJsonValue(value);
     return;
   }
-  const std::size_t end = static_cast<std::uint32_t>(opening);  // just past the closing word
+  const std::size_t end = tape::closing(opening) + 1;
   if (end == first + 2) {
     out = type == '{' ? JsonValue(JsonValue::Object()) : JsonValue(JsonValue::Array());
     return;
@@ -152,24 +130,22 @@ void TreeStore::make(dom::element element, JsonValue& out) {
   // object starts with a key, and when a string follows the value on the tape
   // (the parent's next key, mostly) ours end where it starts; otherwise a scan
   // finds the first and the last.
-  const std::uint8_t* strings = doc->string_buf.get();
+  const std::uint8_t* strings = stringsOf(value);
   std::size_t stringsBegin = 0, stringsEnd = 0;
   bool anyString = false;
   if (type == '{' && typeOf(tape[end]) == '"') {
-    stringsBegin = tape[first + 1] & kPayloadMask;
-    stringsEnd = tape[end] & kPayloadMask;
+    stringsBegin = tape::stringOffset(tape[first + 1]);
+    stringsEnd = tape::stringOffset(tape[end]);
     anyString = true;
   }
   for (std::size_t i = anyString ? end : first; i < end; ++i) {
     std::uint64_t word = tape[i];
     switch (typeOf(word)) {
       case '"': {
-        std::size_t at = word & kPayloadMask;
-        std::uint32_t length;
-        std::memcpy(&length, strings + at, sizeof length);
+        std::size_t at = tape::stringOffset(word);
         if (!anyString) stringsBegin = at;
         anyString = true;
-        stringsEnd = at + 4 + length + 1;
+        stringsEnd = at + 4 + tape::textAt(strings + at).size() + 1;
         break;
       }
       case 'l': case 'u': case 'd': ++i; break;  // the next word is the number
@@ -198,20 +174,20 @@ void TreeStore::make(dom::element element, JsonValue& out) {
 // --- reading --------------------------------------------------------------------------
 
 JsonValue::Kind TreeStore::kindAt(const TreeChunk* chunk, std::uint32_t offset) noexcept {
-  const Kept tree(chunk, offset);
+  const Tape tree(chunk, offset);
   return typeOf(tree.word(tree.first())) == '{' ? JsonValue::Kind::object
                                                 : JsonValue::Kind::array;
 }
 
 namespace {
 
-JsonValue buildAt(const Kept& tree, std::uint32_t index);
+JsonValue buildAt(const Tape& tree, std::size_t index);
 
 // The value at `index`, which moves past it.
-JsonValue valueAt(const Kept& tree, std::uint32_t& index) {
+JsonValue valueAt(const Tape& tree, std::size_t& index) {
   const std::uint64_t word = tree.word(index);
-  const std::uint32_t at = index;
-  index = after(tree, at);
+  const std::size_t at = index;
+  index = tree.after(at);
   switch (typeOf(word)) {
     case '"': return JsonValue(std::string(tree.text(word)));
     case 'l': return JsonValue(tree.numberAfter<std::int64_t>(at));
@@ -229,11 +205,11 @@ JsonValue valueAt(const Kept& tree, std::uint32_t& index) {
   }
 }
 
-JsonValue buildAt(const Kept& tree, std::uint32_t index) {
+JsonValue buildAt(const Tape& tree, std::size_t index) {
   const std::uint64_t opening = tree.word(index);
-  const auto count = static_cast<std::uint32_t>((opening & kCountMask) >> 32);
-  const std::uint32_t closing = static_cast<std::uint32_t>(opening) - 1;
-  std::uint32_t at = index + 1;
+  const std::uint32_t count = tape::count(opening);  // a hint: it saturates
+  const std::size_t closing = tape::closing(opening);
+  std::size_t at = index + 1;
   if (typeOf(opening) == '[') {
     JsonValue::Array elements;
     elements.reserve(count);
@@ -256,7 +232,7 @@ JsonValue buildAt(const Kept& tree, std::uint32_t index) {
   return JsonValue(std::move(members));
 }
 
-void writeAt(const Kept& tree, std::uint32_t index, JsonWriter& writer,
+void writeAt(const Tape& tree, std::size_t index, JsonWriter& writer,
              std::vector<std::string_view>& keys) {
   const std::uint64_t word = tree.word(index);
   switch (typeOf(word)) {
@@ -276,19 +252,17 @@ void writeAt(const Kept& tree, std::uint32_t index, JsonWriter& writer,
     case 'f': writer.value(false); return;
     case 'n': writer.null(); return;
     case '[': {
-      const std::uint32_t closing = static_cast<std::uint32_t>(word) - 1;
       writer.beginArray();
-      for (std::uint32_t at = index + 1; at < closing; at = after(tree, at)) {
+      for (std::size_t at = index + 1; at < tape::closing(word); at = tree.after(at)) {
         writeAt(tree, at, writer, keys);
       }
       writer.endArray();
       return;
     }
     default: {  // '{'
-      const std::uint32_t closing = static_cast<std::uint32_t>(word) - 1;
-      KeyFilter filter(keys, static_cast<std::uint32_t>((word & kCountMask) >> 32));
+      KeyFilter filter(keys, tape::count(word));
       writer.beginObject();
-      for (std::uint32_t at = index + 1; at < closing; at = after(tree, at + 1)) {
+      for (std::size_t at = index + 1; at < tape::closing(word); at = tree.after(at + 1)) {
         std::string_view key = tree.text(tree.word(at));
         if (!filter.first(key)) continue;
         writer.key(key);
@@ -302,13 +276,18 @@ void writeAt(const Kept& tree, std::uint32_t index, JsonWriter& writer,
 
 }  // namespace
 
+JsonValue makeJsonValue(TapeValue value) {
+  std::size_t at = value.index;
+  return valueAt(Tape(value), at);
+}
+
 JsonValue TreeStore::build(TreeChunk* chunk, std::uint32_t offset) {
-  const Kept tree(chunk, offset);
+  const Tape tree(chunk, offset);
   return buildAt(tree, tree.first());
 }
 
 void TreeStore::encode(const TreeChunk* chunk, std::uint32_t offset, JsonWriter& writer) {
-  const Kept tree(chunk, offset);
+  const Tape tree(chunk, offset);
   std::vector<std::string_view> keys;
   writeAt(tree, tree.first(), writer, keys);
 }

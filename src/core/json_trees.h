@@ -1,28 +1,26 @@
 #pragma once
 // Kept trees: objects and arrays of a parsed document, stored in a compact
-// form until a reader asks for their members.
+// form until a reader asks for their members. Records that carry free-form
+// trees cost little until those trees are used.
 //
 // The form is the parser's own, copied verbatim: a 16-byte header, the slice
 // of the parser's tape that holds the object or array, then the slice of its
-// string buffer that holds the object's strings. Nothing is rewritten on the
-// way in; readers shift the offsets the words hold by the header's bases:
+// string buffer that holds the object's strings (the words and strings are
+// laid out as json_tape.h says). Nothing is rewritten on the way in: readers
+// shift the indices and offsets the words hold by the header's bases.
 //   header   u32 index of the first word on the tape, u32 word count,
 //            u32 offset of the first string in the string buffer, u32 unused
-//   '{' '['  low 32 bits: the tape index just past the closing word;
-//            bits 32-55: the member or element count (0xFFFFFF: too many to say)
-//   '"'      low 56 bits: the string's offset in the string buffer, where it
-//            is stored as u32 length, bytes, NUL
-//   'l' 'u' 'd'  the next word holds the int64, uint64 or double
-//   't' 'f' 'n'  nothing more
 // Repeated keys are still present and numbers still have the parser's types:
 // building and writing apply the same rules as decoding a tree at once.
-
-#include <simdjson.h>
+//
+// Kept trees share 4 KiB chunks with the trees decoded next to them (big ones
+// get chunks of their own); a chunk lives as long as a tree in it.
 
 #include <atomic>
 #include <cstdint>
 #include <string_view>
 
+#include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_value.h"
 
 namespace tavrel::detail {
@@ -61,11 +59,9 @@ class TreeStore {
   TreeStore& operator=(const TreeStore&) = delete;
   ~TreeStore();
 
-  // The value of `element`: scalars and empty containers as they are,
+  // The value of a parsed value: scalars and empty containers as they are,
   // other objects and arrays deferred.
-  JsonValue make(simdjson::dom::element element);
-  // The same, into `out`.
-  void make(simdjson::dom::element element, JsonValue& out);
+  void make(TapeValue value, JsonValue& out);
 
   // The whole tree of the object or array at `offset` of `chunk`. A reader
   // that asks for a kept tree mostly reads on into it, so nested objects and

@@ -10,8 +10,6 @@
 
 namespace tavrel {
 
-namespace dom = simdjson::dom;
-
 // --- Model ------------------------------------------------------------------------
 
 Model::Model(const JsonNode&) {}
@@ -220,63 +218,14 @@ std::string formatDouble(double value) {
 
 // --- decoding ----------------------------------------------------------------------------
 
-namespace detail {
-
-JsonValue makeJsonValue(dom::element element) {
-  switch (element.type()) {
-    case dom::element_type::STRING:
-      return JsonValue(element.get_string().value_unsafe());
-    case dom::element_type::INT64:
-      return JsonValue(element.get_int64().value_unsafe());
-    case dom::element_type::UINT64:
-      // Beyond the 64-bit signed range: only a float can hold it.
-      return JsonValue(static_cast<double>(element.get_uint64().value_unsafe()));
-    case dom::element_type::DOUBLE: {
-      double d = element.get_double().value_unsafe();
-      if (integral(d)) {
-        return JsonValue(static_cast<std::int64_t>(d));
-      }
-      return JsonValue(d);
-    }
-    case dom::element_type::BOOL:
-      return JsonValue(element.get_bool().value_unsafe());
-    case dom::element_type::OBJECT: {
-      dom::object object = element.get_object().value_unsafe();
-      JsonObject members;
-      JsonObject::Members& list = JsonObjectAccess::members(members);
-      std::size_t count = object.size();  // saturates for huge objects: a hint only
-      list.reserve(count);
-      std::vector<std::string_view> keys;
-      KeyFilter filter(keys, count);
-      for (auto it = object.begin(), end = object.end(); it != end; ++it) {
-        std::string_view key = it.key();
-        if (!filter.first(key)) continue;
-        list.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
-                          std::forward_as_tuple(makeJsonValue(it.value())));
-      }
-      return JsonValue(std::move(members));
-    }
-    case dom::element_type::ARRAY: {
-      dom::array array = element.get_array().value_unsafe();
-      JsonValue::Array elements;
-      elements.reserve(array.size());
-      for (dom::element e : array) elements.push_back(makeJsonValue(e));
-      return JsonValue(std::move(elements));
-    }
-    case dom::element_type::NULL_VALUE:
-      break;
-  }
-  return JsonValue();
-}
-
-}  // namespace detail
-
 JsonValue JsonValue::decode(const JsonNode& node) {
-  return node.context_->trees().make(detail::fromRaw<dom::element>(node.element_));
+  JsonValue out;
+  node.context_->trees().make(node.element_, out);
+  return out;
 }
 
 void JsonValue::decode(const JsonNode& node, JsonValue& out) {
-  node.context_->trees().make(detail::fromRaw<dom::element>(node.element_), out);
+  node.context_->trees().make(node.element_, out);
 }
 
 // --- encoding ------------------------------------------------------------------------------

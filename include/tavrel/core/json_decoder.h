@@ -26,6 +26,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <unordered_set>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -69,8 +70,9 @@ class JsonArrayView;
 
 namespace detail {
 class JsonContext;
-// A parsed element, bit-identical to the parser's own element handle.
-struct RawElement {
+// A value of a parsed document: the document, and where the value's word
+// stands on the document's tape (see src/core/json_tape.h).
+struct TapeValue {
   const void* doc = nullptr;
   std::size_t index = 0;
 };
@@ -116,27 +118,30 @@ class JsonNode {
   friend class JsonArrayView;
   friend class detail::JsonContext;
   friend class JsonValue;
-  JsonNode(detail::RawElement element, detail::JsonContext* context,
+  JsonNode(detail::TapeValue element, detail::JsonContext* context,
            std::uint32_t segment) noexcept
       : element_(element), context_(context), segment_(segment) {}
 
-  detail::RawElement element_;
+  detail::TapeValue element_;
   detail::JsonContext* context_ = nullptr;
   std::uint32_t segment_ = 0;  // this node's entry in the context's path table
 };
 
 // Keyed view of a JSON object.
+//
+// Repeated keys: of the members with one key, the first in the document is
+// the one every reader gets, whatever order it reads keys in: the lookups
+// here, iteration (which skips the later ones), JsonValue, and the kept trees.
 class JsonObjectView {
  public:
-  // Lookups start at the key found last. With repeated keys in the input,
-  // which of the entries a lookup finds is unspecified.
   // Whether the key is present (even with a null value).
   bool contains(std::string_view key) const noexcept;
   // The value under `key`, or nullopt if the key is missing.
   std::optional<JsonNode> find(std::string_view key) const;
   // The value under `key`; throws keyNotFound if it is missing.
   JsonNode at(std::string_view key) const;
-  std::size_t size() const noexcept;
+  // The number of members, a repeated key counted once.
+  std::size_t size() const;
 
   // Required read: missing key -> keyNotFound, null -> valueNotFound (JsonValue
   // takes null as its empty case), wrong type -> typeMismatch.
@@ -170,7 +175,7 @@ class JsonObjectView {
   // The node of the object itself.
   const JsonNode& node() const noexcept { return node_; }
 
-  // Members in document order.
+  // Members in document order, each key once.
   struct Member {
     std::string_view key;
     JsonNode value;
@@ -180,34 +185,37 @@ class JsonObjectView {
     using value_type = Member;
     using difference_type = std::ptrdiff_t;
     Member operator*() const;
-    Iterator& operator++() noexcept;
+    Iterator& operator++();
     friend bool operator==(const Iterator& a, const Iterator& b) noexcept {
-      return a.raw_.index == b.raw_.index;
+      return a.at_ == b.at_;
     }
 
    private:
     friend class JsonObjectView;
-    Iterator(detail::RawElement raw, JsonNode parent) noexcept : raw_(raw), parent_(parent) {}
-    detail::RawElement raw_;
+    Iterator(JsonNode parent, std::size_t at) : parent_(parent), at_(at) {}
     JsonNode parent_;
+    std::size_t at_;  // the member's key word
+    std::unordered_set<std::string_view> seen_;
   };
-  Iterator begin() const noexcept;
-  Iterator end() const noexcept;
+  Iterator begin() const;
+  Iterator end() const;
 
  private:
   friend class JsonNode;
   explicit JsonObjectView(JsonNode node) noexcept;
   // Child node under `key`, registered in the path table.
-  JsonNode child(detail::RawElement element, std::string_view key) const;
-  bool lookup(std::string_view key, detail::RawElement& out) const noexcept;
+  JsonNode child(detail::TapeValue element, std::string_view key) const;
+  bool lookup(std::string_view key, detail::TapeValue& out) const noexcept;
+  bool keyIs(std::size_t at, std::string_view key) const noexcept;
+  std::size_t firstFrom(std::size_t at, std::size_t start, std::string_view key) const noexcept;
   [[noreturn]] void failAt(std::string_view key, DecodingError::Kind kind,
                            std::string detail) const;
   // keyNotFound for `key`.
   [[noreturn]] void failMissing(std::string_view key) const;
   template <class T>
-  T decodeFound(detail::RawElement element, std::string_view key) const;
+  T decodeFound(detail::TapeValue element, std::string_view key) const;
   template <class T>
-  void decodeFoundInto(detail::RawElement element, std::string_view key, T& out) const;
+  void decodeFoundInto(detail::TapeValue element, std::string_view key, T& out) const;
 
   JsonNode node_;
   // The document's words and strings, and the index of the closing word,
@@ -215,12 +223,17 @@ class JsonObjectView {
   const std::uint64_t* words_;
   const std::uint8_t* strings_;
   std::size_t last_;
-  // Where the next lookup starts: records read their keys mostly in document
-  // order, so each lookup begins just after the key found last and wraps
-  // around.
+  // Lookup hints. Records read their keys mostly in document order, so a
+  // lookup starts just after the key found last (hint_, 0 for the first
+  // key) and wraps around; a key read twice in a row is found again at
+  // found_ (0: none yet) without a scan. A key found past the hint may also
+  // stand before it: seen_ has one bit per key before seenEnd_ (a hash of
+  // its length and end bytes), and only when the bit is set are those keys
+  // scanned for an earlier one.
   mutable std::size_t hint_ = 0;
-  // The key found last (0: none yet), tried before a scan.
   mutable std::size_t found_ = 0;
+  mutable std::size_t seenEnd_ = 0;
+  mutable std::uint64_t seen_ = 0;
 };
 
 // The elements of a JSON array, each with its indexed path.
@@ -241,8 +254,8 @@ class JsonArrayView {
 
    private:
     friend class JsonArrayView;
-    Iterator(detail::RawElement raw, JsonNode parent) noexcept : raw_(raw), parent_(parent) {}
-    detail::RawElement raw_;
+    Iterator(detail::TapeValue raw, JsonNode parent) noexcept : raw_(raw), parent_(parent) {}
+    detail::TapeValue raw_;
     JsonNode parent_;
     std::uint32_t position_ = 0;
   };
@@ -431,7 +444,7 @@ std::optional<T> JsonNode::tryDecode() const noexcept {
 }
 
 template <class T>
-T JsonObjectView::decodeFound(detail::RawElement element, std::string_view key) const {
+T JsonObjectView::decodeFound(detail::TapeValue element, std::string_view key) const {
   if constexpr (std::is_same_v<T, JsonValue>) {
     // Never fails, so needs no path.
     return JsonValue::decode(JsonNode(element, node_.context_, node_.segment_));
@@ -445,7 +458,7 @@ T JsonObjectView::decodeFound(detail::RawElement element, std::string_view key) 
 }
 
 template <class T>
-void JsonObjectView::decodeFoundInto(detail::RawElement element, std::string_view key,
+void JsonObjectView::decodeFoundInto(detail::TapeValue element, std::string_view key,
                                      T& out) const {
   if constexpr (std::is_same_v<T, JsonValue>) {
     JsonValue::decode(JsonNode(element, node_.context_, node_.segment_), out);
@@ -461,7 +474,7 @@ void JsonObjectView::decodeFoundInto(detail::RawElement element, std::string_vie
 
 template <class T>
 T JsonObjectView::decode(std::string_view key) const {
-  detail::RawElement element;
+  detail::TapeValue element;
   if (!lookup(key, element)) {
     failMissing(key);
   }
@@ -470,7 +483,7 @@ T JsonObjectView::decode(std::string_view key) const {
 
 template <class T>
 std::optional<T> JsonObjectView::decodeIfPresent(std::string_view key) const {
-  detail::RawElement element;
+  detail::TapeValue element;
   if (!lookup(key, element)) return std::nullopt;
   if (JsonNode(element, node_.context_, node_.segment_).isNull()) return std::nullopt;
   return decodeFound<T>(element, key);
@@ -478,7 +491,7 @@ std::optional<T> JsonObjectView::decodeIfPresent(std::string_view key) const {
 
 template <class T>
 void JsonObjectView::decode(std::string_view key, T& out) const {
-  detail::RawElement element;
+  detail::TapeValue element;
   if (!lookup(key, element)) {
     failMissing(key);
   }
@@ -487,7 +500,7 @@ void JsonObjectView::decode(std::string_view key, T& out) const {
 
 template <class T>
 void JsonObjectView::decodeIfPresent(std::string_view key, std::optional<T>& out) const {
-  detail::RawElement element;
+  detail::TapeValue element;
   if (!lookup(key, element) || JsonNode(element, node_.context_, node_.segment_).isNull()) {
     out.reset();
     return;
@@ -498,7 +511,7 @@ void JsonObjectView::decodeIfPresent(std::string_view key, std::optional<T>& out
 
 template <class T>
 bool JsonObjectView::decodeLenient(std::string_view key, T& out) const noexcept {
-  detail::RawElement element;
+  detail::TapeValue element;
   if (!lookup(key, element)) return false;
   if constexpr (detail::Primitive<T>) {
     JsonNode probe(element, node_.context_, node_.segment_);
@@ -521,7 +534,7 @@ std::optional<T> JsonObjectView::decodeLenient(std::string_view key) const noexc
     if (!decodeLenient(key, *out)) out.reset();
     return out;
   } else {
-    detail::RawElement element;
+    detail::TapeValue element;
     if (!lookup(key, element)) return std::nullopt;
     try {
       return detail::decodeNode<T>(child(element, key));
