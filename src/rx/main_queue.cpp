@@ -1,7 +1,5 @@
 #include "tavrel/rx/main_queue.h"
 
-#include <vector>
-
 #include "tavrel/rx/observable.h"
 
 namespace tavrel::rx {
@@ -15,6 +13,7 @@ void MainQueue::post(std::function<void()> task) {
   {
     std::lock_guard lock(mutex_);
     tasks_.push_back(std::move(task));
+    ++changes_;
   }
   wake_.notify_all();
 }
@@ -24,6 +23,7 @@ Disposable MainQueue::postAfter(Duration delay, std::function<void()> task) {
   {
     std::lock_guard lock(mutex_);
     timers_.emplace(Clock::now() + delay, Timer{std::move(task), cancelled});
+    ++changes_;
   }
   wake_.notify_all();
   return Disposable::create([cancelled] { cancelled->store(true); });
@@ -37,23 +37,59 @@ void MainQueue::runTask(const std::function<void()>& task) {
   }
 }
 
-std::size_t MainQueue::drainPending() {
-  makeCurrentThread();
-  std::deque<std::function<void()>> tasks;
-  std::vector<Timer> due;
+void MainQueue::enterDrain() {
+  const auto me = std::this_thread::get_id();
+  std::unique_lock lock(mutex_);
+  drainerLeft_.wait(lock, [&] { return drainDepth_ == 0 || drainer_ == me; });
+  drainer_ = me;
+  ++drainDepth_;
+  mainThread_.store(me);
+}
+
+void MainQueue::leaveDrain() {
   {
     std::lock_guard lock(mutex_);
-    tasks.swap(tasks_);
-    auto end = timers_.upper_bound(Clock::now());
-    for (auto it = timers_.begin(); it != end; ++it) due.push_back(std::move(it->second));
-    timers_.erase(timers_.begin(), end);
+    if (--drainDepth_ > 0) return;
+    drainer_ = {};
+  }
+  drainerLeft_.notify_all();
+}
+
+std::size_t MainQueue::drainPending() {
+  enterDrain();
+  struct Leave {
+    MainQueue& queue;
+    ~Leave() { queue.leaveDrain(); }
+  } leave{*this};
+  // Tasks are taken one at a time, so that a nested drain keeps the order.
+  std::uint64_t end = 0;
+  TimePoint now;
+  {
+    std::lock_guard lock(mutex_);
+    end = taken_ + tasks_.size();
+    now = Clock::now();
   }
   std::size_t ran = 0;
-  for (auto& task : tasks) {
+  for (;;) {
+    std::function<void()> task;
+    {
+      std::lock_guard lock(mutex_);
+      if (taken_ >= end || tasks_.empty()) break;
+      task = std::move(tasks_.front());
+      tasks_.pop_front();
+      ++taken_;
+    }
     runTask(task);
     ++ran;
   }
-  for (auto& timer : due) {
+  for (;;) {
+    Timer timer;
+    {
+      std::lock_guard lock(mutex_);
+      if (timers_.empty() || timers_.begin()->first > now) break;
+      timer = std::move(timers_.begin()->second);
+      timers_.erase(timers_.begin());
+    }
     if (timer.cancelled->load()) continue;
     runTask(timer.task);
     ++ran;
@@ -67,11 +103,15 @@ bool MainQueue::runUntil(const std::function<bool()>& done, Duration timeout) {
     drainPending();
     if (done()) return true;
     std::unique_lock lock(mutex_);
-    if (!tasks_.empty()) continue;
+    const auto now = Clock::now();
+    if (now >= deadline) return false;
+    if (!tasks_.empty() || (!timers_.empty() && timers_.begin()->first <= now)) continue;
     auto wakeAt = deadline;
     if (!timers_.empty() && timers_.begin()->first < wakeAt) wakeAt = timers_.begin()->first;
-    if (Clock::now() >= deadline) return false;
-    wake_.wait_until(lock, wakeAt, [this] { return !tasks_.empty(); });
+    // Any new task or timer ends the wait: a timer added by another thread
+    // may be due before `wakeAt`.
+    const auto seen = changes_;
+    wake_.wait_until(lock, wakeAt, [&] { return changes_ != seen; });
   }
 }
 

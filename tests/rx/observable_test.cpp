@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,7 @@
 namespace tavrel::rx {
 namespace {
 
+using namespace std::chrono_literals;
 using rxtest::boom;
 using rxtest::CapturedLines;
 using rxtest::Log;
@@ -203,19 +205,34 @@ TEST(Observable, DisposalStopsDeliveryAtOnceAlsoFromInsideOnNext) {
   EXPECT_FALSE(t.hasObservers());
 }
 
-TEST(Observable, CallbackExceptionsAreReportedAndContained) {
+TEST(Observable, SubscriberExceptionsAreReportedAndLeaveTheOperatorsWorking) {
   CapturedLines captured;
+  auto scheduler = std::make_shared<TestScheduler>();
   PublishSubject<int> s;
-  std::vector<int> other;
-  s.asObservable().subscribe([](int x) {
-    if (x == 1) throw std::runtime_error("handler failed");
-  });
-  s.asObservable().subscribe([&](int x) { other.push_back(x); }, [&](std::exception_ptr) { other.push_back(-1); });
+  auto delivered = s.asObservable().observeOn(scheduler);
+  auto shared = delivered.shareReplay1();
+  std::vector<int> observed, other;
+  auto thrower = [](const char* what) {
+    return [what](int x) {
+      if (x == 1) throw std::runtime_error(what);
+    };
+  };
+  // Thrown by an observer straight after observeOn, and by a callback behind a share.
+  delivered.subscribe(Observer<int>([&](int x) {
+    observed.push_back(x);
+    thrower("observer failed")(x);
+  }));
+  shared.subscribe(thrower("handler failed"));
+  shared.subscribe([&](int x) { other.push_back(x); }, [&](std::exception_ptr) { other.push_back(-1); });
   s.onNext(1);
+  scheduler->advanceBy(0ms);
   s.onNext(2);
-  s.onError(boom());  // the first subscriber has no onError: nothing to report
+  s.onError(boom());
+  scheduler->advanceBy(0ms);
+  EXPECT_EQ(observed, (std::vector<int>{1, 2}));
   EXPECT_EQ(other, (std::vector<int>{1, 2, -1}));
-  EXPECT_EQ(captured.lines, (std::vector<std::string>{"rx: onNext threw: handler failed"}));
+  EXPECT_EQ(captured.lines,
+            (std::vector<std::string>{"rx: onNext threw: observer failed", "rx: onNext threw: handler failed"}));
 }
 
 TEST(Observable, DebugPrintsTheLifeOfASubscription) {

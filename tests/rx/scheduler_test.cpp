@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <utility>
@@ -115,39 +117,71 @@ TEST(Operators, ObserveOnDeliversInOrderOnlyWhenTheSchedulerRuns) {
   EXPECT_TRUE(cut.log.empty());
 }
 
-TEST(Operators, ShareReplay1SubscribesOnceAndReplaysForLateSubscribers) {
+// A source that counts its subscriptions and disposals and hands its
+// observer to the test.
+struct Probe {
   int subscriptions = 0;
+  int disposals = 0;
   Observer<std::string> producer;
-  auto request = Observable<std::string>::create([&](const Observer<std::string>& o) {
-    ++subscriptions;
-    producer = o;
-    return Disposable();
-  });
-  auto shared = request.shareReplay1();
-  rxtest::Recorder<std::string> a, c;
-  auto da = a.subscribe(shared);
-  c.subscribe(shared).dispose();
-  EXPECT_EQ(subscriptions, 1);
-  producer.onNext("answer");
-  da.dispose();  // nobody left: the source stays connected all the same
-  c.subscribe(shared);
-  producer.onCompleted();
-  EXPECT_EQ(subscriptions, 1);
-  EXPECT_EQ(a.log, (Log{"answer"}));
-  EXPECT_EQ(c.log, (Log{"answer", "C"}));
-  EXPECT_EQ(rxtest::record(shared), (Log{"answer", "C"}));
+  Observable<std::string> stream() {
+    return Observable<std::string>::create([this](const Observer<std::string>& o) {
+      ++subscriptions;
+      producer = o;
+      return Disposable::create([this] { ++disposals; });
+    });
+  }
+};
 
-  // A synchronous source: its element reaches the first subscriber and stays.
+TEST(Operators, ShareReplay1WhileConnectedEndsWithItsSource) {
+  Probe p;
+  auto shared = p.stream().shareReplay1();
+  rxtest::Recorder<std::string> a, b, c, d;
+  a.subscribe(shared);
+  p.producer.onNext("first");
+  b.subscribe(shared);  // in flight: the last element at once
+  p.producer.onError(boom());
+  EXPECT_EQ(p.subscriptions, 1);
+  EXPECT_EQ(b.log, (Log{"first", "E:boom"}));
+  // Neither an error nor an answer outlives its connection: a later
+  // subscriber asks the source again.
+  c.subscribe(shared);
+  EXPECT_EQ(p.subscriptions, 2);
+  p.producer.onNext("second");
+  p.producer.onCompleted();
+  EXPECT_EQ(c.log, (Log{"second", "C"}));
+  auto last = d.subscribe(shared);
+  EXPECT_EQ(p.subscriptions, 3);
+  EXPECT_EQ(p.disposals, 2);
+  last.dispose();  // the last subscriber leaves: the source subscription ends
+  EXPECT_EQ(p.disposals, 3);
+  EXPECT_TRUE(d.log.empty());
+
+  // A source that ends while it is being connected runs again for the next.
   int runs = 0;
   auto once = Observable<int>::create([&](const Observer<int>& o) {
                 ++runs;
-                o.onNext(1);
+                o.onNext(runs);
                 o.onError(boom());
                 return Disposable();
               }).shareReplay1();
   EXPECT_EQ(rxtest::record(once), (Log{"1", "E:boom"}));
-  EXPECT_EQ(rxtest::record(once), (Log{"1", "E:boom"}));
-  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(rxtest::record(once), (Log{"2", "E:boom"}));
+}
+
+TEST(Operators, ShareReplay1ForeverKeepsOneReplay) {
+  Probe p;
+  auto kept = p.stream().shareReplay1(SubjectLifetimeScope::forever);
+  rxtest::Recorder<std::string> a, b;
+  auto first = a.subscribe(kept);
+  p.producer.onNext("stale");
+  first.dispose();  // the last subscriber leaves: disconnected
+  EXPECT_EQ(p.disposals, 1);
+  b.subscribe(kept);  // connects again, with the same replay
+  p.producer.onNext("answer");
+  p.producer.onError(boom());
+  EXPECT_EQ(rxtest::record(kept), (Log{"answer", "E:boom"}));
+  EXPECT_EQ(p.subscriptions, 2);
+  EXPECT_EQ(b.log, (Log{"stale", "answer", "E:boom"}));
 }
 
 // The main queue is process-wide: each test starts from an empty one.
@@ -187,6 +221,60 @@ TEST(MainQueue, RunsPostedTasksOnTheDrainingThreadAndContainsExceptions) {
   EXPECT_EQ(log.back(), "next drain");
 }
 
+// The one test that measures real time: a timer added by another thread while
+// runUntil waits must wake it, not wait for the deadline.
+TEST(MainQueue, ATimerAddedByAnotherThreadFiresOnTime) {
+  auto& queue = MainQueue::shared();
+  drainLeftovers();
+  std::promise<void> waiting;
+  TimePoint scheduled, fired;
+  bool hasFired = false;
+  bool first = true;
+  std::thread worker([&] {
+    waiting.get_future().wait();
+    scheduled = Clock::now();
+    queue.postAfter(50ms, [&] {
+      fired = Clock::now();
+      hasFired = true;
+    });
+  });
+  EXPECT_TRUE(queue.runUntil(
+      [&] {
+        if (std::exchange(first, false)) waiting.set_value();  // about to wait
+        return hasFired;
+      },
+      3s));
+  worker.join();
+  const auto late = std::chrono::duration_cast<std::chrono::milliseconds>(fired - scheduled).count();
+  EXPECT_GE(late, 50);
+  EXPECT_LE(late, 150);
+}
+
+TEST(MainQueue, OneThreadDrainsAtATimeAndTasksKeepTheirOrder) {
+  auto& queue = MainQueue::shared();
+  drainLeftovers();
+  constexpr int kTasks = 3000;
+  std::atomic<int> inside{0}, next{0};
+  std::atomic<bool> overlapped{false}, reordered{false};
+  std::thread feeder([&] {
+    for (int i = 0; i < kTasks; ++i) {
+      queue.post([&, i] {
+        if (inside.fetch_add(1) != 0) overlapped = true;
+        if (next.fetch_add(1) != i) reordered = true;
+        std::this_thread::yield();  // widens the window another drainer could use
+        inside.fetch_sub(1);
+      });
+    }
+  });
+  auto drainAll = [&] { return queue.runUntil([&] { return next.load() == kTasks; }, 10s); };
+  std::thread other([&] { EXPECT_TRUE(drainAll()); });
+  EXPECT_TRUE(drainAll());
+  feeder.join();
+  other.join();
+  EXPECT_FALSE(overlapped);
+  EXPECT_FALSE(reordered);
+}
+
 TEST(Driver, DeliversOnTheMainQueueAndNeverFails) {
   auto& queue = MainQueue::shared();
   drainLeftovers();
@@ -209,6 +297,23 @@ TEST(Driver, DeliversOnTheMainQueueAndNeverFails) {
   source.onNext(3);  // on the main thread with nothing queued: at once
   source.onError(boom());
   EXPECT_EQ(log, (std::vector<std::string>{"1 main", "2 main", "3 main", "-1 main", "C"}));
+
+  // All that drive from one Driver share one subscription; a newcomer gets
+  // the latest element at once.
+  int subscriptions = 0;
+  BehaviorSubject<int> counted(7);
+  auto driver = Observable<int>::create([&](const Observer<int>& o) {
+                  ++subscriptions;
+                  return counted.asObservable().subscribe(o);
+                }).asDriver(-1);
+  std::vector<int> first, second;
+  DisposeBag driving;
+  driver.drive([&](int v) { first.push_back(v); }).disposed(driving);
+  driver.drive([&](int v) { second.push_back(v); }).disposed(driving);
+  counted.onNext(8);
+  EXPECT_EQ(subscriptions, 1);
+  EXPECT_EQ(first, (std::vector<int>{7, 8}));
+  EXPECT_EQ(second, (std::vector<int>{7, 8}));
 
   BehaviorRelay<std::string> relay("first");
   std::vector<std::string> texts;

@@ -167,23 +167,32 @@ TEST(Subjects, TwoThreadsFeedingSubjectsThatFeedEachOtherDoNotDeadlock) {
   EXPECT_EQ(rightSeen.load(), kPerThread + kPerThread / 2);
 }
 
-TEST(Subjects, DisposalFromAnotherThreadEndsDeliveryBeforeItReturns) {
-  BehaviorRelay<int> relay(0);
-  std::atomic<int> delivered{0};
-  auto d = relay.asObservable().subscribe([&](int) { delivered.fetch_add(1); });
-  std::atomic<bool> stop{false};
-  std::thread feeder([&] {
-    for (int i = 0; !stop; ++i) relay.accept(i);
-  });
-  while (delivered.load() < 1000) std::this_thread::yield();
-  d.dispose();
-  const int atDisposal = delivered.load();
-  // Let the feeder run on for a while after the disposal.
-  const int target = relay.value() + 1000;
-  while (relay.value() < target) std::this_thread::yield();
-  stop = true;
-  feeder.join();
-  EXPECT_EQ(delivered.load(), atDisposal);
+TEST(Subjects, NothingArrivesOnceDisposeReturnsWhicheverWayItSubscribed) {
+  for (bool asObserver : {false, true}) {
+    BehaviorRelay<int> relay(0);
+    std::atomic<int> delivered{0}, late{0};
+    std::atomic<bool> disposed{false};
+    auto onNext = [&](int) {
+      if (disposed) late.fetch_add(1);
+      std::this_thread::yield();  // widens the window that a disposal could slip into
+      if (disposed) late.fetch_add(1);
+      delivered.fetch_add(1);
+    };
+    auto stream = relay.asObservable().map([](int x) { return x; });
+    auto d = asObserver ? stream.subscribe(Observer<int>(onNext)) : stream.subscribe(onNext);
+    std::atomic<bool> stop{false};
+    std::thread feeder([&] {
+      for (int i = 0; !stop; ++i) relay.accept(i);
+    });
+    while (delivered.load() < 1000) std::this_thread::yield();
+    d.dispose();  // from this thread, while the feeder delivers
+    disposed = true;
+    const int target = relay.value() + 1000;  // the feeder runs on after it
+    while (relay.value() < target) std::this_thread::yield();
+    stop = true;
+    feeder.join();
+    EXPECT_EQ(late.load(), 0) << (asObserver ? "observer" : "callbacks");
+  }
 }
 
 }  // namespace

@@ -1,6 +1,12 @@
 #pragma once
 // `Driver<T>`: a stream for the user interface. It is delivered on the main
 // queue and never fails.
+//
+// All that drive from one `Driver` (and its copies) share one subscription
+// to its source, as `shareReplay1()` shares it: the first `drive` connects,
+// each later one gets the latest element at once, and when the last one has
+// gone the source subscription ends. Drive from the main thread: the latest
+// element is handed over on the thread that calls `drive`.
 
 #include <functional>
 #include <utility>
@@ -18,7 +24,7 @@ class Driver {
   // A driver of a stream that cannot fail (a relay): only moved to the main
   // queue.
   static Driver fromInfallible(const Observable<T>& source) {
-    return Driver(source.observeOn(MainScheduler::instance()));
+    return Driver(source.observeOn(MainScheduler::instance()).shareReplay1());
   }
 
   // Subscribes on the main queue: `onNext` for each element, `onCompleted` at
@@ -39,7 +45,8 @@ class Driver {
 
 template <class T>
 auto Observable<T>::asDriver(T onErrorJustReturn) const {
-  return Driver<T>(observeOn(MainScheduler::instance()).catchErrorJustReturn(std::move(onErrorJustReturn)));
+  return Driver<T>(
+      observeOn(MainScheduler::instance()).catchErrorJustReturn(std::move(onErrorJustReturn)).shareReplay1());
 }
 
 }  // namespace tavrel::rx

@@ -6,6 +6,16 @@
 // on every turn, a command-line tool calls `runUntil`). The thread that drains
 // is the main thread for `isCurrent()`.
 //
+// One thread drains at a time. A second thread that calls `drainPending`,
+// `runUntil` or `runFor` while another is running tasks waits until that
+// pass is over, then drains in its turn and becomes the main thread; so never
+// drain from a thread that a main-queue task is waiting for. The draining
+// thread may drain again from inside a task (a nested loop): it runs the
+// queue's oldest tasks, and the outer pass goes on after them, in order.
+//
+// Timers fire on time whoever schedules them: `runUntil` wakes for a new
+// timer as it does for a new task.
+//
 // A task that throws is caught by the queue, reported through `debugPrint`,
 // and the queue goes on with the next task.
 
@@ -61,11 +71,19 @@ class MainQueue {
     std::shared_ptr<std::atomic<bool>> cancelled;
   };
   void runTask(const std::function<void()>& task);
+  // Makes the calling thread the one that drains; waits while another does.
+  void enterDrain();
+  void leaveDrain();
 
   mutable std::mutex mutex_;
-  std::condition_variable wake_;
+  std::condition_variable wake_;          // a task or a timer was added
+  std::condition_variable drainerLeft_;  // no thread drains any more
   std::deque<std::function<void()>> tasks_;
+  std::uint64_t taken_ = 0;    // tasks taken off the queue so far
   std::multimap<TimePoint, Timer> timers_;
+  std::uint64_t changes_ = 0;  // tasks and timers added so far
+  std::thread::id drainer_{};  // the thread draining now, if any
+  int drainDepth_ = 0;         // nested drains of that thread
   std::atomic<std::thread::id> mainThread_{};
 };
 

@@ -10,9 +10,14 @@
 //
 // Exceptions. An exception thrown by an operator's function (`map`, `filter`,
 // `flatMap`, `catchError`'s handler, a `create` function) becomes the stream's
-// error. An exception thrown by a subscriber's own callback is caught at the
-// subscription, reported through `debugPrint`, and the subscription goes on
-// receiving later events; it never reaches the producer.
+// error. An exception thrown by a subscriber's own code, its callbacks or the
+// `Observer` it subscribed, is caught at the subscription, written to the
+// debug sink ("rx: onNext threw: <what>"), and goes no further: the producer
+// and the operators in between (`observeOn`, shares, subjects) carry on as if
+// the call had returned, and the subscription goes on receiving later events.
+//
+// Disposal. Once `dispose()` returns, nothing more reaches that subscription,
+// whichever way it subscribed; see `Disposable` for the threads involved.
 
 #include <atomic>
 #include <exception>
@@ -47,84 +52,32 @@ struct IsOptional : std::false_type {};
 template <class X>
 struct IsOptional<std::optional<X>> : std::true_type {};
 
-// The observer that a producer talks to: drops whatever breaks the grammar
-// and disposes the producer's subscription once the stream has ended.
+// The observer that a producer talks to, and the handle that ends the
+// subscription. It keeps the stream's grammar (nothing after the end or after
+// disposal), disposes the producer's subscription once the stream has ended,
+// and is the subscriber's boundary:
+// - events pass a gate, so once `dispose()` returns no event starts and none
+//   is still running on another thread (see `Disposable`);
+// - an exception thrown by the code downstream is caught here, reported
+//   through `debugPrint`, and goes no further up the chain.
 template <class T>
-class ForwardSink final : public ObserverBase<T>, public DisposableBase {
+class Sink final : public ObserverBase<T>, public DisposableBase {
  public:
-  explicit ForwardSink(Observer<T> downstream) : downstream_(std::move(downstream)) {}
-  void onNext(const T& value) override {
-    if (!stopped_.load(std::memory_order_acquire)) downstream_.onNext(value);
-  }
-  void onError(std::exception_ptr error) override {
-    if (stopped_.exchange(true)) return;
-    downstream_.onError(std::move(error));
-    upstream_.dispose();
-  }
-  void onCompleted() override {
-    if (stopped_.exchange(true)) return;
-    downstream_.onCompleted();
-    upstream_.dispose();
-  }
-  void dispose() override {
-    stopped_.store(true, std::memory_order_release);
-    upstream_.dispose();
-  }
-  void setUpstream(Disposable d) { upstream_.set(std::move(d)); }
-
- private:
-  Observer<T> downstream_;
-  std::atomic<bool> stopped_{false};
-  SingleAssignment upstream_;
-};
-
-// The end of a chain: a subscriber's callbacks behind a gate, so that once
-// `dispose()` returns no callback starts (see `Disposable`).
-template <class T>
-class CallbackSink final : public ObserverBase<T>, public DisposableBase {
- public:
-  CallbackSink(std::function<void(const T&)> n, std::function<void(std::exception_ptr)> e,
-               std::function<void()> c)
-      : next_(std::move(n)), error_(std::move(e)), completed_(std::move(c)) {}
+  explicit Sink(Observer<T> downstream) : downstream_(std::move(downstream)) {}
   void onNext(const T& value) override {
     std::lock_guard lock(gate_);
     if (stopped_) return;
-    if (!next_) return;
     try {
-      next_(value);
+      downstream_.onNext(value);
     } catch (...) {
       reportCallbackException("onNext", std::current_exception());
     }
   }
   void onError(std::exception_ptr error) override {
-    {
-      std::lock_guard lock(gate_);
-      if (stopped_) return;
-      stopped_ = true;
-      if (error_) {
-        try {
-          error_(std::move(error));
-        } catch (...) {
-          reportCallbackException("onError", std::current_exception());
-        }
-      }
-    }
-    upstream_.dispose();
+    end([&] { downstream_.onError(std::move(error)); }, "onError");
   }
   void onCompleted() override {
-    {
-      std::lock_guard lock(gate_);
-      if (stopped_) return;
-      stopped_ = true;
-      if (completed_) {
-        try {
-          completed_();
-        } catch (...) {
-          reportCallbackException("onCompleted", std::current_exception());
-        }
-      }
-    }
-    upstream_.dispose();
+    end([&] { downstream_.onCompleted(); }, "onCompleted");
   }
   void dispose() override {
     {
@@ -136,15 +89,31 @@ class CallbackSink final : public ObserverBase<T>, public DisposableBase {
   void setUpstream(Disposable d) { upstream_.set(std::move(d)); }
 
  private:
-  std::recursive_mutex gate_;
+  template <class F>
+  void end(F deliver, const char* where) {
+    {
+      std::lock_guard lock(gate_);
+      if (stopped_) return;
+      stopped_ = true;
+      try {
+        deliver();
+      } catch (...) {
+        reportCallbackException(where, std::current_exception());
+      }
+    }
+    upstream_.dispose();
+  }
+
+  std::recursive_mutex gate_;  // recursive: disposal from inside delivery
   bool stopped_ = false;
-  std::function<void(const T&)> next_;
-  std::function<void(std::exception_ptr)> error_;
-  std::function<void()> completed_;
+  Observer<T> downstream_;
   SingleAssignment upstream_;
 };
 
 }  // namespace detail
+
+// How long the replay of a shared stream lives; see `shareReplay1`.
+enum class SubjectLifetimeScope { whileConnected, forever };
 
 template <class T>
 class Observable {
@@ -165,7 +134,7 @@ class Observable {
 
   // Subscribes an observer. Returns what ends the subscription.
   Disposable subscribe(const Observer<T>& observer) const {
-    auto sink = std::make_shared<detail::ForwardSink<T>>(observer);
+    auto sink = std::make_shared<detail::Sink<T>>(observer);
     sink->setUpstream(run(Observer<T>(sink)));
     return Disposable(sink);
   }
@@ -175,10 +144,7 @@ class Observable {
   Disposable subscribe(std::function<void(const T&)> onNext,
                        std::function<void(std::exception_ptr)> onError = {},
                        std::function<void()> onCompleted = {}) const {
-    auto sink = std::make_shared<detail::CallbackSink<T>>(std::move(onNext), std::move(onError),
-                                                          std::move(onCompleted));
-    sink->setUpstream(run(Observer<T>(sink)));
-    return Disposable(sink);
+    return subscribe(Observer<T>(std::move(onNext), std::move(onError), std::move(onCompleted)));
   }
 
   // --- Transforming (operators/transform.h) ---
@@ -233,10 +199,16 @@ class Observable {
 
   // --- Sharing (operators/share.h) ---
 
-  // One subscription to the source, made by the first subscriber and kept for
-  // ever; the last element is replayed to every later subscriber, and so is
-  // the end of the stream once the source has ended.
-  Observable shareReplay1() const;
+  // One subscription to the source for all subscribers, with the last element
+  // replayed to each newcomer (`share(replay: 1, scope:)`). The first
+  // subscriber connects to the source; when the last one leaves, the source
+  // subscription is disposed. `whileConnected` (the default): each connection
+  // has its own replay, and once the source has ended, with completion or an
+  // error, the next subscriber connects again; nothing outlives a connection.
+  // `forever`: one replay for all connections, stale elements included; once
+  // the source has ended, every later subscriber gets its last element and
+  // its end, and the source is not subscribed again.
+  Observable shareReplay1(SubjectLifetimeScope scope = SubjectLifetimeScope::whileConnected) const;
 
   // --- Conversions (single.h, driver.h) ---
 

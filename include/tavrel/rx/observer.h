@@ -24,6 +24,8 @@ class ObserverBase {
   virtual void onCompleted() = 0;
 };
 
+// Three callbacks, any of them empty. An exception from a callback goes to
+// the caller; a subscription catches it (see observable.h).
 template <class T>
 class CallbackObserver final : public ObserverBase<T> {
  public:
@@ -31,28 +33,13 @@ class CallbackObserver final : public ObserverBase<T> {
                    std::function<void()> c)
       : next_(std::move(n)), error_(std::move(e)), completed_(std::move(c)) {}
   void onNext(const T& value) override {
-    if (!next_) return;
-    try {
-      next_(value);
-    } catch (...) {
-      reportCallbackException("onNext", std::current_exception());
-    }
+    if (next_) next_(value);
   }
   void onError(std::exception_ptr error) override {
-    if (!error_) return;
-    try {
-      error_(std::move(error));
-    } catch (...) {
-      reportCallbackException("onError", std::current_exception());
-    }
+    if (error_) error_(std::move(error));
   }
   void onCompleted() override {
-    if (!completed_) return;
-    try {
-      completed_();
-    } catch (...) {
-      reportCallbackException("onCompleted", std::current_exception());
-    }
+    if (completed_) completed_();
   }
 
  private:

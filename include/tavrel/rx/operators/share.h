@@ -2,6 +2,8 @@
 // `shareReplay1`: one source subscription for many subscribers. Included by
 // observable.h.
 
+#include <cstddef>
+
 #include "tavrel/rx/detail/subject_core.h"
 #include "tavrel/rx/observable.h"
 
@@ -15,33 +17,97 @@ Observable<T> subjectObservable(const std::shared_ptr<SubjectCore<T>>& core) {
   return Observable<T>::create([core](const Observer<T>& o) { return core->subscribe(o); });
 }
 
+// Reference counting over one source: the first subscriber connects, the last
+// one to leave disconnects, and the end of the source ends the connection.
 template <class T>
-struct ShareState {
-  explicit ShareState(Observable<T> s)
-      : source(std::move(s)), core(std::make_shared<SubjectCore<T>>(ReplayMode::latestAndEnd)) {}
+class ShareState : public std::enable_shared_from_this<ShareState<T>> {
+ public:
+  ShareState(Observable<T> source, SubjectLifetimeScope scope) : source_(std::move(source)), scope_(scope) {
+    if (scope_ == SubjectLifetimeScope::forever) foreverCore_ = makeCore();
+  }
 
-  Observable<T> source;
-  std::shared_ptr<SubjectCore<T>> core;
-  std::atomic<bool> connected{false};
+  Disposable subscribe(const Observer<T>& observer) {
+    std::shared_ptr<Connection> connection;
+    bool connect = false;
+    {
+      std::lock_guard lock(mutex_);
+      if (!ended_) {
+        if (!connection_) {
+          connection_ = std::make_shared<Connection>();
+          connection_->core = foreverCore_ ? foreverCore_ : makeCore();
+        }
+        connection = connection_;
+        connect = connection->observers++ == 0;
+      }
+    }
+    // A forever share whose source has ended: what it kept, and the end.
+    if (!connection) return foreverCore_->subscribe(observer);
+    auto subscription = connection->core->subscribe(observer);
+    if (connect) {
+      auto self = this->shared_from_this();
+      connection->source.set(source_.subscribe(makeObserver<T>(
+          [connection](const T& v) { connection->core->onNext(v); },
+          [self, connection](std::exception_ptr e) {
+            self->ended(connection);
+            connection->core->onError(std::move(e));
+            connection->source.dispose();
+          },
+          [self, connection] {
+            self->ended(connection);
+            connection->core->onCompleted();
+            connection->source.dispose();
+          })));
+    }
+    return Disposable::create([self = this->shared_from_this(), connection, subscription] {
+      subscription.dispose();
+      self->release(connection);
+    });
+  }
+
+ private:
+  struct Connection {
+    std::shared_ptr<SubjectCore<T>> core;
+    std::size_t observers = 0;
+    SingleAssignment source;
+  };
+
+  static std::shared_ptr<SubjectCore<T>> makeCore() {
+    return std::make_shared<SubjectCore<T>>(ReplayMode::latestAndEnd);
+  }
+
+  // The source has ended: the next subscriber starts a new connection
+  // (while connected) or only gets the replay (forever). Called before the
+  // end is delivered, so a subscriber that subscribes again from its
+  // `onError` already reaches the new connection.
+  void ended(const std::shared_ptr<Connection>& connection) {
+    std::lock_guard lock(mutex_);
+    if (connection_ == connection) connection_.reset();
+    if (scope_ == SubjectLifetimeScope::forever) ended_ = true;
+  }
+
+  void release(const std::shared_ptr<Connection>& connection) {
+    {
+      std::lock_guard lock(mutex_);
+      if (--connection->observers != 0 || connection_ != connection) return;
+      connection_.reset();
+    }
+    connection->source.dispose();
+  }
+
+  const Observable<T> source_;
+  const SubjectLifetimeScope scope_;
+  std::shared_ptr<SubjectCore<T>> foreverCore_;
+  std::mutex mutex_;
+  std::shared_ptr<Connection> connection_;
+  bool ended_ = false;
 };
 
 }  // namespace detail
 
-// The source subscription is never ended, even when every subscriber has gone
-// (the lifetime is "forever"): a shared request runs once and its answer stays
-// for whoever subscribes later.
 template <class T>
-Observable<T> Observable<T>::shareReplay1() const {
-  auto st = std::make_shared<detail::ShareState<T>>(*this);
-  return create([st](const Observer<T>& o) {
-    auto subscription = st->core->subscribe(o);
-    if (!st->connected.exchange(true)) {
-      // The connection lives as long as the source keeps it; it is not kept
-      // here, so nothing is disposed when the last handle goes away.
-      st->source.subscribe(Observer<T>(st->core));
-    }
-    return subscription;
-  });
+Observable<T> Observable<T>::shareReplay1(SubjectLifetimeScope scope) const {
+  auto state = std::make_shared<detail::ShareState<T>>(*this, scope);
+  return create([state](const Observer<T>& o) { return state->subscribe(o); });
 }
 
 }  // namespace tavrel::rx

@@ -65,7 +65,13 @@ struct ObserveOnState {
         event.emplace(std::move(queue.front()));
         queue.pop_front();
       }
-      downstream.on(*event);
+      // The subscription catches its subscriber's exceptions; this is a
+      // backstop so that nothing can leave the state draining for ever.
+      try {
+        downstream.on(*event);
+      } catch (...) {
+        reportCallbackException("observeOn", std::current_exception());
+      }
     }
   }
   void disposeAll() {
