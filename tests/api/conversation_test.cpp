@@ -20,19 +20,7 @@ using Conversations = test::RouteFixture;
 using S = ConversationService;
 
 std::string dialogJson(const std::string& id) {
-  return testing::objectJson({
-      {"id", '"' + id + '"'},
-      {"created", "1700000000"},
-      {"replied", "true"},
-      {"type", R"("conversation")"},
-      {"reply_type", R"("text")"},
-      {"part_last", testing::objectJson(testing::messageMembers())},
-      {"parts_count", "12"},
-      {"last_admin", testing::objectJson(testing::personMembers())},
-      {"last_update", "1"},
-      {"unread_parts_count", "2"},
-      {"user_unread_count", "1"},
-  });
+  return testing::edited(testing::kDialog, {{{"id"}, '"' + id + '"'}});
 }
 
 TEST_F(Conversations, EveryRouteOnTheWire) {

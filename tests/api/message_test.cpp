@@ -39,9 +39,9 @@ TEST_F(Messages, EveryRouteOnTheWire) {
 // A page keeps its order; one bad message fails it; each subscription asks.
 TEST_F(Messages, DecodesPagesAndSendsOneRequestPerSubscription) {
   S service(sdkSettings(), &transport);
-  auto good = testing::objectJson(testing::messageMembers());
-  auto other = testing::objectJson(testing::messageMembers(), {{"id", "17"}});
-  auto bad = testing::objectJson(testing::messageMembers(), {{"created", R"("x")"}});
+  auto good = testing::kMessage;
+  auto other = testing::edited(good, {{{"id"}, "17"}});
+  auto bad = testing::edited(good, {{{"created"}, R"("x")"}});
   server.enqueue(Reply::json(200, envelope("[" + good + "," + other + "]")));
   server.enqueue(Reply::json(200, envelope("[" + good + "," + bad + "]")));
   auto page = service.getMessages("5", "p1");
