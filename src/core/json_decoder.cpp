@@ -335,12 +335,13 @@ bool sameBytes(const void* a, const void* b, std::size_t n) noexcept {
   return std::memcmp(x, y, n) == 0;
 }
 
-// One of 64 bits for a key, from its length and end bytes.
+// One of 64 bits for a key, from its length and its first, middle and last
+// bytes.
 std::uint64_t keyBit(std::string_view key) noexcept {
   std::uint64_t mix = key.size();
   if (!key.empty()) {
-    mix |= std::uint64_t{static_cast<unsigned char>(key.front())} << 32 |
-           std::uint64_t{static_cast<unsigned char>(key.back())} << 40;
+    auto byte = [&](std::size_t i) { return std::uint64_t{static_cast<unsigned char>(key[i])}; };
+    mix |= byte(0) << 8 | byte(key.size() - 1) << 16 | byte(key.size() / 2) << 24;
   }
   return std::uint64_t{1} << ((mix * 0x9E3779B97F4A7C15) >> 58);
 }
@@ -350,27 +351,26 @@ JsonObjectView::JsonObjectView(JsonNode node) noexcept
     : node_(node),
       words_(wordsOf(node.element_)),
       strings_(stringsOf(node.element_)),
-      last_(tape::closing(words_[node.element_.index])) {}
+      last_(tape::closing(words_[node.element_.index])),
+      seenEnd_(node.element_.index + 1) {}
 
-bool JsonObjectView::keyIs(std::size_t at, std::string_view key) const noexcept {
+inline bool JsonObjectView::keyIs(std::size_t at, std::string_view key) const noexcept {
   const std::uint8_t* text = strings_ + tape::stringOffset(words_[at]);
   std::uint32_t length;
   std::memcpy(&length, text, sizeof length);
   return length == key.size() && sameBytes(text + sizeof length, key.data(), length);
 }
 
-// The key at `at` was found by a scan from `start`: the first of its kind,
-// unless an equal key stands before `start`.
-std::size_t JsonObjectView::firstFrom(std::size_t at, std::size_t start,
-                                      std::string_view key) const noexcept {
-  const std::size_t first = node_.element_.index + 1;
-  if (start == first) return at;
-  if (seenEnd_ == 0) seenEnd_ = first;
+// The key at `at`, whose bit is `bit`, was found by a scan from `start`: the
+// first of its kind, unless an equal key stands before `start`.
+std::size_t JsonObjectView::firstFrom(std::size_t at, std::size_t start, std::string_view key,
+                                      std::uint64_t bit) const noexcept {
   for (; seenEnd_ < start; seenEnd_ = tape::after(words_, seenEnd_ + 1)) {
     seen_ |= keyBit(tape::textAt(strings_ + tape::stringOffset(words_[seenEnd_])));
   }
-  if ((seen_ & keyBit(key)) == 0) return at;
-  for (std::size_t before = first; before < start; before = tape::after(words_, before + 1)) {
+  if ((seen_ & bit) == 0) return at;
+  for (std::size_t before = node_.element_.index + 1; before < start;
+       before = tape::after(words_, before + 1)) {
     if (keyIs(before, key)) return before;
   }
   return at;
@@ -380,11 +380,17 @@ bool JsonObjectView::lookup(std::string_view key, TapeValue& out) const noexcept
   // Straight on the tape: members are key words, each followed by its value.
   const std::size_t first = node_.element_.index + 1;
   const std::size_t start = hint_ != 0 ? hint_ : first;
+  const std::uint64_t bit = keyBit(key);
   auto take = [&](std::size_t at) {
     out = TapeValue{node_.element_.doc, at + 1};
     std::size_t next = tape::after(words_, at + 1);
     found_ = at;
     hint_ = next == last_ ? 0 : next;
+    // Keys read in document order join the seen keys as they are found.
+    if (at == seenEnd_) {
+      seen_ |= bit;
+      seenEnd_ = next;
+    }
     return true;
   };
   if (found_ != 0 && found_ != start && keyIs(found_, key)) {
@@ -392,7 +398,12 @@ bool JsonObjectView::lookup(std::string_view key, TapeValue& out) const noexcept
     return true;
   }
   for (std::size_t at = start; at < last_; at = tape::after(words_, at + 1)) {
-    if (keyIs(at, key)) return take(firstFrom(at, start, key));
+    if (!keyIs(at, key)) continue;
+    // Mostly the keys before `start` are all seen and none is like this one.
+    if (start != first && (seenEnd_ < start || (seen_ & bit) != 0)) {
+      at = firstFrom(at, start, key, bit);
+    }
+    return take(at);
   }
   for (std::size_t at = first; at < start; at = tape::after(words_, at + 1)) {
     if (keyIs(at, key)) return take(at);

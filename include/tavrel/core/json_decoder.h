@@ -207,7 +207,8 @@ class JsonObjectView {
   JsonNode child(detail::TapeValue element, std::string_view key) const;
   bool lookup(std::string_view key, detail::TapeValue& out) const noexcept;
   bool keyIs(std::size_t at, std::string_view key) const noexcept;
-  std::size_t firstFrom(std::size_t at, std::size_t start, std::string_view key) const noexcept;
+  std::size_t firstFrom(std::size_t at, std::size_t start, std::string_view key,
+                        std::uint64_t bit) const noexcept;
   [[noreturn]] void failAt(std::string_view key, DecodingError::Kind kind,
                            std::string detail) const;
   // keyNotFound for `key`.
@@ -232,7 +233,7 @@ class JsonObjectView {
   // scanned for an earlier one.
   mutable std::size_t hint_ = 0;
   mutable std::size_t found_ = 0;
-  mutable std::size_t seenEnd_ = 0;
+  mutable std::size_t seenEnd_;
   mutable std::uint64_t seen_ = 0;
 };
 
