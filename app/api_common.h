@@ -10,10 +10,12 @@
 //     });
 //   }
 //
-// Exit status: 0 for a success (its Response as JSON on standard output), 1
-// for a Result error ({"error": {"kind": ..., "text": ...}} on standard
-// output), 2 for a stream that failed or a command line that is wrong (one
-// line on standard error).
+// Exit statuses (ExitStatus in command.h): 0 and the Response as JSON on
+// standard output; 1 and {"error": {"kind": ..., "text": ...}} on standard
+// output when the service or the decoder refused, with what happened in plain
+// English on standard error; 2 and one line on standard error when the
+// request failed; 64 for a wrong command line; 78 for a missing bundle or
+// apiUrl and a session file that cannot be used.
 
 #include <chrono>
 #include <condition_variable>
@@ -32,13 +34,16 @@
 #include <vector>
 
 #include "command.h"
+#include "explain.h"
 #include "record_json.h"
+#include "tavrel/api/tavrel_provider.h"
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_writer.h"
 #include "tavrel/core/network_settings.h"
 #include "tavrel/core/result.h"
 #include "tavrel/http/http_transport.h"
 #include "tavrel/model/messenger.h"
+#include "tavrel/model/response.h"
 #include "tavrel/rx/main_queue.h"
 #include "tavrel/rx/observable.h"
 
@@ -61,10 +66,13 @@ std::filesystem::path sessionFile(const std::filesystem::path& stateDirectory);
 // $XDG_STATE_HOME/tavrel, else $HOME/.local/state/tavrel; nothing without either.
 std::optional<std::filesystem::path> defaultStateDirectory();
 // The session saved in the directory, nothing if there is none. Throws
-// std::runtime_error naming the file if it cannot be read or decoded.
+// std::runtime_error naming the file if it cannot be read or decoded, or if
+// another user could read or change it: a file that is not ours or that the
+// group or others may read or write, in a directory that they may write.
 std::optional<SavedSession> loadSession(const std::filesystem::path& stateDirectory);
 // Replaces the saved session as a whole (a new file renamed over the old
-// one), readable by the owner only. Throws std::runtime_error.
+// one), readable by the owner only, in a directory made with mode 0700.
+// Throws std::runtime_error.
 void saveSession(const std::filesystem::path& stateDirectory, const SavedSession& session);
 
 // The command line of one subcommand, besides the options every call takes.
@@ -75,6 +83,10 @@ struct CommandSpec {
   std::vector<std::string_view> required;  // those of its options that must be given
   std::size_t minArguments = 0;            // positional arguments
   std::size_t maxArguments = 0;
+  // Names of the leading positional arguments that are ids of the service
+  // ("DIALOG"): they go into the request's path, so only ASCII letters,
+  // digits, "-" and "_" are taken.
+  std::vector<std::string_view> ids = {};
 };
 
 // How one stream ended.
@@ -109,6 +121,11 @@ StreamEnd<T> runToEnd(const rx::Observable<T>& stream, std::chrono::milliseconds
   return out;
 }
 
+template <class V>
+struct IsResponse : std::false_type {};
+template <class T>
+struct IsResponse<Response<T>> : std::true_type {};
+
 // One run of an API subcommand: its parsed command line, the settings, a
 // transport of its own and the standard streams.
 class Call {
@@ -133,14 +150,17 @@ class Call {
   // standard error) when it cannot.
   bool save(const SavedSession& session);
 
-  // The saved session with --token, --app-id and --user-id over it, in the
-  // --mode given; null when there is neither a session nor any of the three.
+  // The saved session with the token (--token, --token-file or TAVREL_TOKEN),
+  // --app-id and --user-id over it, in the --mode given; null when there is
+  // neither a session nor any of these.
   std::shared_ptr<NetworkSettings> settings() const;
   // The transport of this call, with the --timeout given.
   HttpTransport& transport();
 
-  // Prints "tavrel <cmd>: message" on standard error; returns 2.
-  int fail(std::string_view message);
+  // Prints "tavrel <cmd>: message" on standard error; returns status.
+  int fail(std::string_view message, int status = kFailed);
+  // A usage mistake found after parsing: one line and kUsage.
+  int usage(std::string_view message);
   // A line on standard error without changing the status.
   void note(std::string_view message);
 
@@ -149,10 +169,14 @@ class Call {
   template <class V>
   std::variant<V, int> await(const rx::Observable<Result<V>>& stream) {
     auto end = runToEnd(stream, waitLimit());
-    if (!end.ended) return fail("no answer within the time limit");
-    if (end.error) return fail(describeFailure(end.error));
+    if (!end.ended) return fail("no answer within " + seconds(waitLimit()));
+    if (end.error) return failure(end.error);
     if (!end.last) return fail("nothing was sent: the operation gave no answer");
-    if (!end.last->succeed()) return printError(*end.last->error());
+    if (!end.last->succeed()) {
+      const int status = printError(*end.last->error());
+      note(explainRefusal(watch_->last(), answerName<V>(), decodeCause<V>()));
+      return status;
+    }
     return *std::move(*end.last).success();
   }
   // Runs the stream to its end and prints the success value as JSON (a
@@ -179,6 +203,29 @@ class Call {
   std::chrono::milliseconds waitLimit() const;
 
  private:
+  // What a command's answer is called in messages: "Response<Dialog>".
+  template <class V>
+  static std::string answerName() {
+    if constexpr (IsResponse<V>::value) {
+      return typeDisplayName<V>();
+    } else {
+      return "answer";
+    }
+  }
+  // Why the last answer did not decode as V; "" when that is not known.
+  template <class V>
+  std::string decodeCause() const {
+    if constexpr (IsResponse<V>::value) {
+      if (auto answer = watch_->last()) {
+        auto decoded = decodeJson<V>(answer->body);
+        if (!decoded) return decoded.error().what();
+      }
+    }
+    return "";
+  }
+  // The line for a failed stream; kFailed.
+  int failure(std::exception_ptr error);
+
   friend int runCall(std::string_view, const CommandSpec&, std::span<const std::string>, Io,
                      const std::function<int(Call&)>&);
 
@@ -187,6 +234,9 @@ class Call {
   std::vector<std::string> arguments_;
   std::map<std::string, std::string, std::less<>> options_;
   std::optional<std::filesystem::path> stateDirectory_;
+  Server server_;
+  std::optional<std::string> token_;  // from --token, --token-file or TAVREL_TOKEN
+  std::shared_ptr<AnswerWatch> watch_;
   std::optional<SavedSession> session_;
   NetworkSettings::ConnectionType mode_ = NetworkSettings::ConnectionType::sdk;
   std::chrono::milliseconds timeout_{60000};
@@ -197,8 +247,10 @@ class Call {
 };
 
 // Parses the command line of `name` (e.g. "kb search") by spec, prints the
-// usage for --help (status 0) or a wrong command line (status 2), loads the
-// session, and otherwise runs body with the call.
+// usage for --help (kSuccess) or one line for a wrong command line (kUsage),
+// checks the main bundle's apiUrl (kBadConfig), loads the session
+// (kBadConfig), and otherwise runs body with the call. Nothing is sent before
+// body.
 int runCall(std::string_view name, const CommandSpec& spec, std::span<const std::string> args,
             Io io, const std::function<int(Call&)>& body);
 

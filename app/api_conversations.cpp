@@ -20,7 +20,8 @@ const CommandSpec kConversations{
     0,
     0};
 
-const CommandSpec kConversation{"conversation ID", "Prints one conversation.", {}, {}, 1, 1};
+const CommandSpec kConversation{
+    "conversation ID", "Prints one conversation.", {}, {}, 1, 1, {"ID"}};
 
 const CommandSpec kStart{"start TEXT",
                          "Starts a conversation with TEXT as its first message; prints its id.",
@@ -38,10 +39,11 @@ const CommandSpec kReply{
     {"--random-id", "--type"},
     {"--random-id"},
     2,
-    2};
+    2,
+    {"DIALOG"}};
 
-const CommandSpec kMarkRead{
-    "mark-read DIALOG", "Marks the conversation DIALOG read.", {}, {}, 1, 1};
+const CommandSpec kMarkRead{"mark-read DIALOG", "Marks the conversation DIALOG read.", {}, {}, 1, 1,
+                            {"DIALOG"}};
 
 // A whole number as a message reads its random id: decimal digits that fit
 // 64 bits.
@@ -77,7 +79,8 @@ int runReply(std::span<const std::string> args, Io io) {
   return runCall("reply", kReply, args, io, [](Call& call) {
     const std::string randomId = *call.option("--random-id");
     if (!isRandomId(randomId)) {
-      return call.fail("--random-id takes a whole number, not '" + randomId + "'");
+      return call.usage("--random-id takes a whole number from 0 to 9223372036854775807, not '" +
+                        randomId + "'");
     }
     ConversationService service(call.settings(), &call.transport());
     return call.print(service.reply(call.argument(0), call.argument(1), randomId,

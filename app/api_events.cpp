@@ -53,9 +53,9 @@ int runProps(std::span<const std::string> args, Io io) {
     for (std::size_t i = 0; i < call.argumentCount(); ++i) {
       auto change = parseChange(call.argument(i));
       if (!change) {
-        return call.fail("'" + call.argument(i) +
-                         "' is no OP:KEY=VALUE with OP one of update_or_create, set_once, add, "
-                         "delete, append, union, exclude");
+        return call.usage("'" + call.argument(i) +
+                          "' is no OP:KEY=VALUE with OP one of update_or_create, set_once, add, "
+                          "delete, append, union, exclude");
       }
       changes.push_back(std::move(*change));
     }

@@ -22,12 +22,18 @@ const KbCommand kCommands[] = {
      {"kb categories", "Prints the categories, each with its number of articles.", {}, {}, 0, 0},
      [](Call& call, KnowledgeBaseService& service) { return call.print(service.getCategories()); }},
     {"articles",
-     {"kb articles CATEGORY", "Prints the articles of the category CATEGORY.", {}, {}, 1, 1},
+     {"kb articles CATEGORY",
+      "Prints the articles of the category CATEGORY.",
+      {},
+      {},
+      1,
+      1,
+      {"CATEGORY"}},
      [](Call& call, KnowledgeBaseService& service) {
        return call.print(service.getArticles(call.argument(0)));
      }},
     {"article",
-     {"kb article ID", "Prints the article ID with its content.", {}, {}, 1, 1},
+     {"kb article ID", "Prints the article ID with its content.", {}, {}, 1, 1, {"ID"}},
      [](Call& call, KnowledgeBaseService& service) {
        return call.print(service.getArticle(call.argument(0)));
      }},
@@ -50,9 +56,13 @@ void printKbUsage(std::ostream& out) {
 }
 
 int runKb(std::span<const std::string> args, Io io) {
-  if (args.empty() || args[0] == "--help" || args[0] == "-h") {
-    printKbUsage(args.empty() ? io.err : io.out);
-    return args.empty() ? 2 : 0;
+  if (args.empty()) {
+    return usageError(io.err, "tavrel kb",
+                      "missing what to read: settings, categories, articles, article or search");
+  }
+  if (args[0] == "--help" || args[0] == "-h") {
+    printKbUsage(io.out);
+    return kSuccess;
   }
   for (const auto& command : kCommands) {
     if (command.word != args[0]) continue;
@@ -62,9 +72,7 @@ int runKb(std::span<const std::string> args, Io io) {
                      return command.run(call, service);
                    });
   }
-  io.err << "tavrel kb: unknown part '" << args[0] << "'\n";
-  printKbUsage(io.err);
-  return 2;
+  return usageError(io.err, "tavrel kb", "unknown part '" + args[0] + "'");
 }
 
 }  // namespace

@@ -15,7 +15,8 @@ const CommandSpec kMessages{
     {"--position"},
     {},
     1,
-    1};
+    1,
+    {"DIALOG"}};
 
 const CommandSpec kUpdateMeta{
     "update-meta MESSAGE META",
@@ -24,7 +25,8 @@ const CommandSpec kUpdateMeta{
     {},
     {},
     2,
-    2};
+    2,
+    {"MESSAGE"}};
 
 int runMessages(std::span<const std::string> args, Io io) {
   return runCall("messages", kMessages, args, io, [](Call& call) {

@@ -11,13 +11,13 @@ namespace tavrel::cli {
 namespace {
 
 const CommandSpec kConnect{
-    "connect --key KEY [--version V]",
+    "connect --key KEY [--app-version V]",
     "Announces this device to the service with the application's API key and\n"
     "prints {\"user\": ..., \"messenger\": ...}. The session (token, app id, user id\n"
     "and the messenger) is saved in the state directory for the calls that follow.\n"
-    "--version goes to the service as \"iOS sdk V\" (default: this client's version).\n"
+    "--app-version goes to the service as \"iOS sdk V\" (default: this client's version).\n"
     "The request carries no credentials: there are none before it.",
-    {"--key", "--version"},
+    {"--key", "--app-version"},
     {"--key"},
     0,
     0};
@@ -57,7 +57,7 @@ int runConnect(std::span<const std::string> args, Io io) {
   return runCall("connect", kConnect, args, io, [](Call& call) {
     UserService service(nullptr, &call.transport());
     auto outcome = call.await(
-        service.connect(*call.option("--key"), call.option("--version").value_or(kVersion)));
+        service.connect(*call.option("--key"), call.option("--app-version").value_or(kVersion)));
     if (auto* status = std::get_if<int>(&outcome)) return *status;
     const auto& session = std::get<UserService::Session>(outcome);
     if (!session.first.token)
@@ -70,7 +70,7 @@ int runConnect(std::span<const std::string> args, Io io) {
 int runAuth(std::span<const std::string> args, Io io) {
   return runCall("auth", kAuth, args, io, [](Call& call) {
     if (!call.session() || !call.session()->messenger) {
-      return call.fail("no saved messenger: run `tavrel connect` first");
+      return call.usage("no saved messenger: run `tavrel connect` first");
     }
     UserService service(nullptr, &call.transport());
     auto outcome = call.await(service.auth(*call.option("--user-id"), *call.session()->messenger,

@@ -141,17 +141,12 @@ int runDecode(std::span<const std::string> args, Io io) {
     return 0;
   }
   if (args.size() != 1) {
-    io.err << (args.empty() ? std::string("tavrel decode: missing TYPE\n")
-                            : "tavrel decode: unexpected argument '" + args[1] + "'\n");
-    printUsage(io.err);
-    return 2;
+    return usageError(
+        io.err, "tavrel decode",
+        args.empty() ? std::string("missing TYPE") : "unexpected argument '" + args[1] + "'");
   }
   const Runner run = findRunner(args[0]);
-  if (!run) {
-    io.err << "tavrel decode: unknown type '" << args[0] << "'\n";
-    printUsage(io.err);
-    return 2;
-  }
+  if (!run) return usageError(io.err, "tavrel decode", "unknown type '" + args[0] + "'");
   const std::string input = readAll(io.in);
   if (io.in.bad()) {
     io.err << "tavrel decode: cannot read standard input\n";

@@ -25,10 +25,9 @@ int runEmoji(std::span<const std::string> args, Io io) {
     return 0;
   }
   if (args.size() != 1 || (args[0] != "escape" && args[0] != "unescape")) {
-    io.err << (args.empty() ? std::string("tavrel emoji: missing direction\n")
-                            : "tavrel emoji: unexpected argument '" + args.back() + "'\n")
-           << kUsage;
-    return 2;
+    return usageError(io.err, "tavrel emoji",
+                      args.empty() ? std::string("missing direction: escape or unescape")
+                                   : "unexpected argument '" + args.back() + "'");
   }
   const std::string input = readAll(io.in);
   if (io.in.bad()) {

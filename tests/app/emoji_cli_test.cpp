@@ -25,27 +25,37 @@ TEST(EmojiCommand, ConvertsStandardInputBothWays) {
 }
 
 TEST(EmojiCommand, HelpAndBadArguments) {
-  EXPECT_NE(emoji({"--help"}, "").out.find("usage: tavrel emoji escape|unescape"), std::string::npos);
-  for (const auto& args : std::vector<std::vector<std::string>>{{}, {"sideways"}, {"escape", "x"}}) {
+  EXPECT_NE(emoji({"--help"}, "").out.find("usage: tavrel emoji escape|unescape"),
+            std::string::npos);
+  for (const auto& args :
+       std::vector<std::vector<std::string>>{{}, {"sideways"}, {"escape", "x"}}) {
     const auto run = emoji(args, "#");
-    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.status, 64);
     EXPECT_EQ(run.out, "");
-    EXPECT_NE(run.err.find("usage"), std::string::npos);
+    EXPECT_TRUE(run.err.ends_with("; see `tavrel emoji --help`\n")) << run.err;
   }
 }
 
-// The top level: help, version and unknown commands.
+// The top level: help with the exit statuses, version, and usage mistakes.
 TEST(CommandLine, HelpVersionAndUnknownCommands) {
-  EXPECT_NE(runCli({"--help"}).out.find("demo"), std::string::npos);
+  const auto help = runCli({"--help"}).out;
+  for (const char* line : {"  demo ", "  64  usage error", "  78  configuration error"}) {
+    EXPECT_NE(help.find(line), std::string::npos) << line;
+  }
   auto version = runCli({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("tavrel ", 0), 0u);
-  auto none = runCli({});
-  EXPECT_EQ(none.status, 2);
-  EXPECT_NE(none.err.find("usage"), std::string::npos);
-  auto unknown = runCli({"frobnicate"});
-  EXPECT_EQ(unknown.status, 2);
-  EXPECT_NE(unknown.err.find("unknown command 'frobnicate'"), std::string::npos);
+  for (auto [args, err] :
+       {std::pair<std::vector<std::string>, std::string>{
+            {}, "tavrel: missing command; see `tavrel --help`\n"},
+        {{"frobnicate"}, "tavrel: unknown command 'frobnicate'; see `tavrel --help`\n"},
+        {{"kb"},
+         "tavrel kb: missing what to read: settings, categories, articles, article or search; see "
+         "`tavrel kb --help`\n"}}) {
+    auto run = runCli(args);
+    EXPECT_EQ(run.status, 64);
+    EXPECT_EQ(run.err, err);
+  }
 }
 
 }  // namespace
