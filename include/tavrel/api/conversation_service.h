@@ -3,6 +3,11 @@
 // one, start, reply, mark read) and ConversationService sends them. The list
 // lives under "{path_root}", which the provider turns into "apps/<app id>" in
 // app mode and "users/<user id>" in sdk mode.
+//
+// Ids must be the service's own, as its answers gave them. An id goes into
+// the request's path as it is, and the provider decodes and re-encodes the
+// whole URL, so "../", "?" or "#" in one would change the path and the query
+// of the request. A host that takes ids from people checks them first.
 
 #include <memory>
 #include <optional>

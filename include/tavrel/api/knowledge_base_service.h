@@ -2,6 +2,11 @@
 // The help centre of the application: KnowledgeBaseTarget describes the five
 // read-only endpoints under "knowledgebase/{app_id}" and KnowledgeBaseService
 // sends them. All are GET with their parameters in the query.
+//
+// Ids must be the service's own, as its answers gave them. An id goes into
+// the request's path as it is, and the provider decodes and re-encodes the
+// whole URL, so "../", "?" or "#" in one would change the path and the query
+// of the request. A host that takes ids from people checks them first.
 
 #include <memory>
 #include <string>
@@ -84,7 +89,7 @@ class KnowledgeBaseService {
   // The articles of one category.
   rx::Observable<Result<Response<std::vector<KnowledgeBaseArticle>>>> getArticles(
       std::string catgoryId) const;
-  // One article; the id goes into the path as it is.
+  // One article; the id goes into the path as it is (see the top of this file).
   rx::Observable<Result<Response<KnowledgeBaseArticle>>> getArticle(std::string id) const;
   // Full-text search; each hit carries its quote and category.
   rx::Observable<Result<Response<std::vector<KnowledgeBaseArticle>>>> search(

@@ -4,6 +4,11 @@
 // Their keys are those of CodingKeys, so the paging flag goes out as
 // "paginate_include" here, where the conversation list says
 // "paginate_including".
+//
+// Ids must be the service's own, as its answers gave them. An id goes into
+// the request's path as it is, and the provider decodes and re-encodes the
+// whole URL, so "../", "?" or "#" in one would change the path and the query
+// of the request. A host that takes ids from people checks them first.
 
 #include <memory>
 #include <optional>
