@@ -19,6 +19,7 @@
 #include "app/run_cli.h"
 #include "support/test_http_server.h"
 #include "tavrel/api/user_service.h"
+#include "tavrel/core/info_plist.h"
 
 namespace tavrel::cli {
 namespace {
@@ -51,6 +52,7 @@ class ApiCli : public ::testing::Test {
             ("tavrel_cli_" + std::to_string(::getpid()) + "_" + std::to_string(counter++));
     state = root_ / "state";
     pointAt(server.url("/api/v1/"));
+    ::unsetenv("TAVREL_TOKEN");  // the caller's own token is no part of these runs
   }
   ~ApiCli() override {
     ::unsetenv("TAVREL_MAIN_BUNDLE");
@@ -483,6 +485,28 @@ TEST_F(ApiCli, TokenFromTheEnvironmentOrAFile) {
     EXPECT_EQ(lastRequest().path, "/api/v1/users/9/setpresence");
   }
   ::unsetenv("TAVREL_TOKEN");
+}
+
+// The bundle copied beside the executable: an apiUrl, and the library's texts
+// in English when LANG asks for it.
+TEST(InstalledBundle, ConfiguresTheServerAndTranslatesForLang) {
+  ::setenv("TAVREL_MAIN_BUNDLE", TAVREL_CLI_BUNDLE, 1);
+  const char* lang = std::getenv("LANG");
+  const std::string saved = lang ? lang : "";
+  for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) ::unsetenv(name);
+  for (auto [locale, text] :
+       {std::pair<const char*, const char*>{"en_GB.UTF-8", "No internet connection"},
+        {"ru_RU.UTF-8", "Нет интернет соединения"},
+        {"C", "Нет интернет соединения"}}) {
+    ::setenv("LANG", locale, 1);
+    EXPECT_EQ(localize("Нет интернет соединения"), text) << locale;
+  }
+  EXPECT_EQ(InfoPlist::shared().getValue(InfoPlist::Keys::apiUrl)->rfind("https://", 0), 0u);
+  if (lang)
+    ::setenv("LANG", saved.c_str(), 1);
+  else
+    ::unsetenv("LANG");
+  ::unsetenv("TAVREL_MAIN_BUNDLE");
 }
 
 TEST(DemoCommand, TourRunsOfflineWithARealRoundTrip) {
