@@ -32,6 +32,8 @@ TEST(Person, DecodeRules) {
             R"({"id":null,"type":"admin","name":"Мария","avatar":"x.png"})");
 }
 
+// The id is always text; "random_id" and "read" swallow failures; optional
+// keys take absence and null, written back as null; the rest is required.
 TEST(Message, DecodeRules) {
   checkRows<Message>(kMessage, {
       {{{"id"}, "-5"}, R"("-5")"},  // an integer id as its digits
