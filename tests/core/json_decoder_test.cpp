@@ -39,11 +39,7 @@ struct Envelope {
 
 TEST(JsonDecoder, FailuresNameKindAndPath) {
   const std::string ok = R"("author":{"name":"n"})";
-  struct Case {
-    std::string input;
-    Kind kind;
-    std::string path;
-  } cases[] = {
+  struct Case { std::string input; Kind kind; std::string path; } cases[] = {
       {"{}", Kind::keyNotFound, "data"},
       {R"({"data":{}})", Kind::typeMismatch, "data"},
       {R"({"data":null})", Kind::valueNotFound, "data"},

@@ -76,11 +76,7 @@ TEST(JsonValue, ObjectsAreMapsWithUniqueKeysAndNoOrder) {
             (JsonValue::Object{{"a", JsonValue(1)}}));
 
   // Equality looks at keys and values, never at their order.
-  struct Case {
-    const char* a;
-    const char* b;
-    bool equal;
-  } cases[] = {
+  struct Case { const char* a; const char* b; bool equal; } cases[] = {
       {R"({"a":1,"b":[2],"c":{"x":null,"y":"z"}})", R"({"c":{"y":"z","x":null},"b":[2],"a":1})", true},
       {R"({"a":1,"b":2})", R"({"a":1,"c":2})", false}, {R"({"a":1,"b":2})", R"({"b":1,"a":2})", false},
       {R"({"a":1})", R"({"a":1,"b":2})", false}, {R"({"a":null})", R"({"a":"null"})", false},
@@ -126,10 +122,7 @@ TEST(JsonValue, ModelsEncodeThroughTheirOwnEncoder) {
 using testing::buildAll;
 
 TEST(JsonValueKeptTrees, WriteTheSameTextKeptAndBuilt) {
-  struct Case {
-    std::string json;
-    std::string text;
-  } cases[] = {
+  struct Case { std::string json; std::string text; } cases[] = {
       // The first of repeated keys wins, with any kind of value after it.
       {R"({"a":1,"b":2,"a":{"x":[1]},"b":[3],"c":"s","a":2.5})", R"({"a":1,"b":2,"c":"s"})"},
       {R"([{"a":1,"a":2},{"a":3}])", R"([{"a":1},{"a":3}])"},

@@ -14,9 +14,7 @@ namespace {
 // The scan goes a word at a time: each kind of byte, at every offset around
 // the word edges, as a value and as a key.
 TEST(JsonWriter, EscapesAtEveryPositionAndChecksUtf8) {
-  struct Case {
-    std::string in, out;
-  } cases[] = {
+  struct Case { std::string in, out; } cases[] = {
       {"", ""},
       {"\"", R"(\")"},
       {"\\", R"(\\)"},
@@ -54,10 +52,7 @@ TEST(JsonWriter, EscapesAtEveryPositionAndChecksUtf8) {
 }
 
 TEST(JsonWriter, DoublesInShortestFormThatReadsBack) {
-  struct Case {
-    double in;
-    const char* out;
-  } cases[] = {
+  struct Case { double in; const char* out; } cases[] = {
       {2.0, "2.0"},       {1e300, "1e+300"},  {-0.0, "-0.0"}, {100000, "100000.0"}, {1.5e-7, "1.5e-07"},
       {5e-324, "5e-324"}, {1.7976931348623157e308, "1.7976931348623157e+308"},
       {0.30000000000000004, "0.30000000000000004"}, {1e-4, "0.0001"}, {1e-5, "1e-05"},

@@ -17,44 +17,20 @@
 namespace tavrel {
 namespace {
 
-TEST(PercentEncoding, StandardSetsAndRoundTrip) {
-  const std::string ascii = [] {
-    std::string s;
-    for (int c = 0x20; c < 0x7F; ++c) s.push_back(static_cast<char>(c));
-    return s;
-  }();
-  auto kept = [&](const AsciiSet& set) {
-    std::string s;
-    for (char c : ascii)
-      if (set.contains(static_cast<unsigned char>(c))) s.push_back(c);
-    return s;
-  };
-  EXPECT_EQ(kept(charset::urlHostAllowed()),
-            "!$&'()*+,-.0123456789:;=ABCDEFGHIJKLMNOPQRSTUVWXYZ[]_abcdefghijklmnopqrstuvwxyz~");
-  EXPECT_EQ(kept(charset::urlPathAllowed()),
-            "!$&'()*+,-./0123456789:=@ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz~");
-  EXPECT_EQ(kept(charset::urlQueryAllowed()),
-            "!$&'()*+,-./0123456789:;=?@ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz~");
-
+TEST(PercentEncoding, EncodesOutsideTheSetAndDecodesStrictly) {
   EXPECT_EQ(percentEncode("a b/é", charset::urlPathAllowed()), "a%20b/%C3%A9");
   EXPECT_EQ(percentEncode("100%", charset::alphanumerics()), "100%25");
   // Non-ASCII is encoded even by a set that allows everything ASCII.
   EXPECT_EQ(percentEncode("ж", AsciiSet().inverted()), "%D0%B6");
-
-  const std::string all = ascii + "жй😀";
+  std::string all = "жй😀";
+  for (int c = 0x20; c < 0x7F; ++c) all.push_back(static_cast<char>(c));
   EXPECT_EQ(removePercentEncoding(percentEncode(all, charset::alphanumerics())), all);
 
-  struct Case {
-    const char* in;
-    std::optional<std::string> out;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, std::optional<std::string>> cases[] = {
       {"%41%62", "Ab"}, {"%d0%b6", "ж"}, {"%4", std::nullopt}, {"%4g", std::nullopt},
-      {"%FF", std::nullopt},  // not UTF-8
-      {"%ED%A0%80", std::nullopt},  // a surrogate
-      {"+%2B", "++"},
-  };
-  for (const auto& c : cases) EXPECT_EQ(removePercentEncoding(c.in), c.out) << c.in;
+      {"%FF", std::nullopt}, {"%ED%A0%80", std::nullopt},  // not UTF-8, a surrogate
+      {"+%2B", "++"}};
+  for (const auto& [in, out] : cases) EXPECT_EQ(removePercentEncoding(in), out) << in;
 }
 
 TEST(Text, URLEncodeTouchesOnlyDelimitersAndNonAscii) {
@@ -65,13 +41,7 @@ TEST(Text, URLEncodeTouchesOnlyDelimitersAndNonAscii) {
 }
 
 TEST(EncodingURL, SplitsAtTheLastSlash) {
-  struct Case {
-    const char* in;
-    const char* filename;
-    const char* path;
-    const char* escaped;
-    std::optional<std::string> url;
-  };
+  struct Case { const char *in, *filename, *path, *escaped; std::optional<std::string> url; };
   const Case cases[] = {
       {"x/a/a", "a", "x/a/", "a", "x/a/a"},
       {"my file.png", "my file.png", "", "my%20file.png", "my%20file.png"},
@@ -83,23 +53,16 @@ TEST(EncodingURL, SplitsAtTheLastSlash) {
   };
   for (const auto& c : cases) {
     const EncodingURL e(c.in);
-    EXPECT_EQ(e.filename(), c.filename) << c.in;
-    EXPECT_EQ(e.urlPath(), c.path) << c.in;
-    EXPECT_EQ(e.escapedFileName(), c.escaped) << c.in;
-    const auto url = e.url();
-    EXPECT_EQ(url ? std::optional(url->absoluteString()) : std::nullopt, c.url) << c.in;
+    EXPECT_EQ(std::make_tuple(e.filename(), e.urlPath(), e.escapedFileName()),
+              std::make_tuple(std::string(c.filename), std::string(c.path), std::string(c.escaped))) << c.in;
+    EXPECT_EQ(e.url() ? std::optional(e.url()->absoluteString()) : std::nullopt, c.url) << c.in;
   }
 }
 
 TEST(Url, ParsesComponentsAndRefusesMalformedText) {
   using O = std::optional<std::string>;
-  struct Case {
-    const char* text;
-    O scheme, host;
-    std::optional<int> port;
-    std::string path;
-    O query, fragment;
-  } cases[] = {
+  struct Case { const char* text; O scheme, host; std::optional<int> port; std::string path; O query, fragment; };
+  const Case cases[] = {
       {"https://user:pw@example.com:8080/a/b%20c?x=1&y=2#top", "https", "example.com", 8080, "/a/b%20c", "x=1&y=2", "top"},
       {"dir/file.txt", {}, {}, {}, "dir/file.txt", {}, {}},
       {"http://[::1]:80/", "http", "[::1]", 80, "/", {}, {}},
@@ -120,10 +83,7 @@ TEST(Url, ParsesComponentsAndRefusesMalformedText) {
 
 TEST(Url, QueryDictionary) {
   using Map = std::map<std::string, std::string>;
-  struct Case {
-    const char* url;
-    std::optional<Map> expected;
-  };
+  struct Case { const char* url; std::optional<Map> expected; };
   const Case cases[] = {
       {"https://x.io/p?a=1&b=x+y%21", Map{{"a", "1"}, {"b", "x y!"}}},
       {"https://x.io/p", std::nullopt},
@@ -142,11 +102,7 @@ TEST(Url, QueryDictionary) {
 
 TEST(Text, GroupCutsUserPerceivedCharacters) {
   using V = std::vector<std::string>;
-  struct Case {
-    const char* text;
-    int size;
-    V expected;
-  };
+  struct Case { const char* text; int size; V expected; };
   const Case cases[] = {
       {"abcde", 2, V{"ab", "cd", "e"}}, {"", 3, V{}}, {"abc", 0, V{}},
       {"привет", 4, V{"прив", "ет"}},
@@ -159,10 +115,7 @@ TEST(Text, GroupCutsUserPerceivedCharacters) {
 }
 
 TEST(Text, IsValidUrlNeedsTheWholeTextToBeOneLink) {
-  struct Case {
-    const char* text;
-    bool valid;
-  };
+  struct Case { const char* text; bool valid; };
   const Case cases[] = {
       {"https://example.com", true}, {"HTTPS://EXAMPLE.COM", true}, {"http://localhost:8080/x", true},
       {"http://192.168.0.1/", true}, {"http://[::1]/", true}, {"www.example.com", true}, {"example.com", true},
@@ -175,10 +128,7 @@ TEST(Text, IsValidUrlNeedsTheWholeTextToBeOneLink) {
 }
 
 TEST(Text, StringFromHtml) {
-  struct Case {
-    const char* html;
-    std::optional<std::string> text;
-  };
+  struct Case { const char* html; std::optional<std::string> text; };
   const Case cases[] = {
       {"Tom &amp; Jerry &lt;3 &#x1F600; &nbsp;!", "Tom & Jerry <3 \U0001F600 \u00A0!"},
       {"<b>bold</b> and <i>it</i>", "bold and it"}, {"<p>one</p><p>two</p>", "one\ntwo\n"}, {"a<br>b", "a\nb"},

@@ -75,10 +75,7 @@ TEST(Color, HexConstructors) {
   EXPECT_EQ(Color::fromHex(0xFF0000), Color::red());
   EXPECT_EQ(Color::fromHex(0x1000000), std::nullopt);
   EXPECT_EQ(Color::fromHex(0x000000, 1.5), std::nullopt);
-  struct Case {
-    const char* text;
-    std::optional<Color> expected;
-  };
+  struct Case { const char* text; std::optional<Color> expected; };
   const Case cases[] = {
       {"#999999", Color{0.6, 0.6, 0.6, 1}}, {"999999", Color{0.6, 0.6, 0.6, 1}}, {"#f00", Color::red()},
       {"ff000000", Color{1, 0, 0, 0}},      {"#12345", std::nullopt},             {"zzzzzz", std::nullopt},
@@ -102,11 +99,7 @@ TEST(LogError, HeaderCarriesTimeFileFunctionAndLine) {
 }
 
 TEST(LogError, SystemDataPieces) {
-  struct Case {
-    const char* in;
-    const char* file;
-    const char* function;
-  };
+  struct Case { const char* in; const char* file; const char* function; };
   const Case cases[] = {
       {"", "", ""}, {"Foo.ext", "Foo", "Foo.ext"}, {"/a/b.c/Foo.test.cpp", "Foo", "/a/b.c/Foo.test.cpp"},
       {"dir/", "dir", "dir/"}, {"f(a)(b)", "f(a)(b)", "(a)(b)"},
