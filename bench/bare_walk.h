@@ -6,7 +6,7 @@
 // keys apart it checks nothing (no types, no required keys, no error paths, no
 // repeated keys), and it knows only the benchmark's pages. What it leaves of
 // the parser's speed bounds what a checked decoder of the same records can
-// reach.
+// reach. It reads the tape as core/json_tape.h states, like the decoders.
 
 #include <simdjson.h>
 
@@ -20,7 +20,11 @@
 #include <utility>
 #include <vector>
 
+#include "core/json_tape.h"
+
 namespace bare {
+
+namespace tape = tavrel::detail::tape;
 
 // A free-form tree copied into a block that many trees share, as kept trees are.
 struct Block {
@@ -83,10 +87,9 @@ struct Dialog {
 class Walk {
  public:
   Walk(simdjson::dom::parser& parser, const std::string& page) {
-    simdjson::dom::element root;
-    if (parser.parse(page).get(root)) std::abort();
-    tape_ = parser.doc.tape.get();
-    strings_ = parser.doc.string_buf.get();
+    if (parser.parse(page).error()) std::abort();
+    tape_ = tape::wordsOf(parser.doc);
+    strings_ = tape::stringsOf(parser.doc);
   }
   Walk(const Walk&) = delete;
   Walk& operator=(const Walk&) = delete;
@@ -98,36 +101,27 @@ class Walk {
   template <class Record>
   std::vector<Record> data() {
     std::vector<Record> out;
-    for (std::size_t at = 2; at < close(1); at = after(at + 1)) {
+    for (std::size_t at = tape::kRoot + 1; at < close(tape::kRoot); at = after(at + 1)) {
       if (!is(text(at), "data")) continue;
-      out.reserve((tape_[at + 1] >> 32) & 0xFFFFFF);
+      out.reserve(tape::count(tape_[at + 1]));
       for (std::size_t e = at + 2; e < close(at + 1); e = after(e)) read(out.emplace_back(), e);
     }
     return out;
   }
 
  private:
-  static char type(std::uint64_t word) { return static_cast<char>(word >> 56); }
+  static char type(std::uint64_t word) { return tape::typeOf(word); }
   // A key compare of known length, which compiles to a few loads.
   template <std::size_t N>
   static bool is(std::string_view key, const char (&literal)[N]) {
     return key.size() == N - 1 && std::memcmp(key.data(), literal, N - 1) == 0;
   }
-  std::size_t close(std::size_t at) const { return static_cast<std::uint32_t>(tape_[at]) - 1; }
-  std::size_t after(std::size_t at) const {
-    switch (type(tape_[at])) {
-      case '{': case '[': return static_cast<std::uint32_t>(tape_[at]);
-      case 'l': case 'u': case 'd': return at + 2;
-      default: return at + 1;
-    }
-  }
+  std::size_t close(std::size_t at) const { return tape::closing(tape_[at]); }
+  std::size_t after(std::size_t at) const { return tape::after(tape_, at); }
   std::string_view text(std::size_t at) const {
-    const std::uint8_t* s = strings_ + (tape_[at] & 0x00FFFFFFFFFFFFFF);
-    std::uint32_t length;
-    std::memcpy(&length, s, sizeof length);
-    return {reinterpret_cast<const char*>(s + 4), length};
+    return tape::textAt(strings_ + tape::stringOffset(tape_[at]));
   }
-  std::int64_t integer(std::size_t at) const { return static_cast<std::int64_t>(tape_[at + 1]); }
+  std::int64_t integer(std::size_t at) const { return tape::numberAfter<std::int64_t>(tape_, at); }
 
   // Copies the tree at `at` (an object or array) and its strings into a block.
   Tree keep(std::size_t at) {
@@ -136,13 +130,13 @@ class Walk {
     std::size_t end = close(at) + 1, begin = 0, stop = 0;
     bool any = false;
     if (t == '{' && type(tape_[end]) == '"') {
-      any = true; begin = tape_[at + 1] & 0x00FFFFFFFFFFFFFF; stop = tape_[end] & 0x00FFFFFFFFFFFFFF; end = at;
+      any = true; begin = tape::stringOffset(tape_[at + 1]); stop = tape::stringOffset(tape_[end]); end = at;
     }
     for (std::size_t i = at; i < end; ++i) {
       char w = type(tape_[i]);
       if (w == 'l' || w == 'u' || w == 'd') ++i;  // the number's own word
       if (w != '"') continue;
-      std::size_t offset = tape_[i] & 0x00FFFFFFFFFFFFFF;
+      std::size_t offset = tape::stringOffset(tape_[i]);
       if (!any) begin = offset;
       any = true;
       stop = offset + 5 + text(i).size();
