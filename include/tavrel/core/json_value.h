@@ -112,14 +112,12 @@ class Model {
 // The untyped JSON tree: a tagged value with eight cases, in this order.
 // Decoding it never fails on well-formed JSON.
 //
-// A decoded object or array is kept in a compact encoded form and built into
-// members or elements, all of its levels at once, only when something first
-// reads it: records that carry free-form trees cost little until those trees
-// are used. Kept trees share 4 KiB blocks with the trees decoded next to them
-// (big ones have blocks of their own); a block lives as long as a tree in it.
-// None of this shows: every operation sees the same value, and reading one
-// value from several threads at once is safe, as for any other value.
-// Changing it (through the non-const getIf or append) first builds it.
+// A decoded object or array is kept in its parsed form until something first
+// reads it, then built with all of its levels at once (kept trees, see
+// src/core/json_trees.h). None of this shows: every operation sees the same
+// value, and reading one value from several threads at once is safe, as for
+// any other value. Changing it (through the non-const getIf or append) first
+// builds it.
 class JsonValue {
  public:
   // Map values are optional: an absent value (only `append` makes one) and
