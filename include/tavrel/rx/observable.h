@@ -20,12 +20,14 @@
 // whichever way it subscribed; see `Disposable` for the threads involved.
 
 #include <atomic>
+#include <condition_variable>
 #include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -52,10 +54,86 @@ struct IsOptional : std::false_type {};
 template <class X>
 struct IsOptional<std::optional<X>> : std::true_type {};
 
+// Marks a subscription made by an operator to its source (see `LinkSink`).
+struct Link {};
+inline constexpr Link link{};
+
+// The sink of an operator's subscription to its source: it keeps the grammar
+// and disposes the producer once the stream has ended, without a gate. The
+// gate belongs to the subscriber's end of the chain (`Sink`); a gate on every
+// link would be taken in both directions, by elements going down and by
+// disposal going up from a sibling source's end.
+template <class T>
+class LinkSink final : public ObserverBase<T>, public DisposableBase {
+ public:
+  explicit LinkSink(Observer<T> downstream) : downstream_(std::move(downstream)) {}
+  void onNext(const T& value) override {
+    if (!stopped_.load(std::memory_order_acquire)) downstream_.onNext(value);
+  }
+  void onError(std::exception_ptr error) override {
+    if (stopped_.exchange(true)) return;
+    downstream_.onError(std::move(error));
+    upstream_.dispose();
+  }
+  void onCompleted() override {
+    if (stopped_.exchange(true)) return;
+    downstream_.onCompleted();
+    upstream_.dispose();
+  }
+  void dispose() override {
+    stopped_.store(true, std::memory_order_release);
+    upstream_.dispose();
+  }
+  void setUpstream(Disposable d) { upstream_.set(std::move(d)); }
+
+ private:
+  Observer<T> downstream_;
+  std::atomic<bool> stopped_{false};
+  SingleAssignment upstream_;
+};
+
+// What lets `dispose()` wait for a delivery in progress without holding a
+// lock while the subscriber's code runs (no lock is held across callbacks, so
+// callbacks may feed and dispose other streams freely).
+class Gate {
+ public:
+  // Starts one delivery; false once the gate is closed. `closing` closes it
+  // in the same step (for the end of the stream).
+  bool enter(bool closing) {
+    std::lock_guard lock(mutex_);
+    if (closed_) return false;
+    closed_ = closing;
+    ++inside_;
+    thread_ = std::this_thread::get_id();
+    return true;
+  }
+  void leave() {
+    {
+      std::lock_guard lock(mutex_);
+      --inside_;
+    }
+    left_.notify_all();
+  }
+  // Closes the gate, then waits for a delivery still running on another
+  // thread; one running on this thread (disposal from inside it) is not waited for.
+  void close() {
+    std::unique_lock lock(mutex_);
+    closed_ = true;
+    left_.wait(lock, [&] { return inside_ == 0 || thread_ == std::this_thread::get_id(); });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable left_;
+  bool closed_ = false;
+  int inside_ = 0;
+  std::thread::id thread_;
+};
+
 // The observer that a producer talks to, and the handle that ends the
-// subscription. It keeps the stream's grammar (nothing after the end or after
-// disposal), disposes the producer's subscription once the stream has ended,
-// and is the subscriber's boundary:
+// subscriber's subscription. It keeps the stream's grammar (nothing after the
+// end or after disposal), disposes the producer's subscription once the
+// stream has ended, and is the subscriber's boundary:
 // - events pass a gate, so once `dispose()` returns no event starts and none
 //   is still running on another thread (see `Disposable`);
 // - an exception thrown by the code downstream is caught here, reported
@@ -65,47 +143,34 @@ class Sink final : public ObserverBase<T>, public DisposableBase {
  public:
   explicit Sink(Observer<T> downstream) : downstream_(std::move(downstream)) {}
   void onNext(const T& value) override {
-    std::lock_guard lock(gate_);
-    if (stopped_) return;
-    try {
-      downstream_.onNext(value);
-    } catch (...) {
-      reportCallbackException("onNext", std::current_exception());
-    }
+    deliver(false, [&] { downstream_.onNext(value); }, "onNext");
   }
   void onError(std::exception_ptr error) override {
-    end([&] { downstream_.onError(std::move(error)); }, "onError");
+    if (deliver(true, [&] { downstream_.onError(std::move(error)); }, "onError")) upstream_.dispose();
   }
   void onCompleted() override {
-    end([&] { downstream_.onCompleted(); }, "onCompleted");
+    if (deliver(true, [&] { downstream_.onCompleted(); }, "onCompleted")) upstream_.dispose();
   }
   void dispose() override {
-    {
-      std::lock_guard lock(gate_);
-      stopped_ = true;
-    }
+    gate_.close();
     upstream_.dispose();
   }
   void setUpstream(Disposable d) { upstream_.set(std::move(d)); }
 
  private:
   template <class F>
-  void end(F deliver, const char* where) {
-    {
-      std::lock_guard lock(gate_);
-      if (stopped_) return;
-      stopped_ = true;
-      try {
-        deliver();
-      } catch (...) {
-        reportCallbackException(where, std::current_exception());
-      }
+  bool deliver(bool last, F call, const char* where) {
+    if (!gate_.enter(last)) return false;
+    try {
+      call();
+    } catch (...) {
+      reportCallbackException(where, std::current_exception());
     }
-    upstream_.dispose();
+    gate_.leave();
+    return true;
   }
 
-  std::recursive_mutex gate_;  // recursive: disposal from inside delivery
-  bool stopped_ = false;
+  Gate gate_;
   Observer<T> downstream_;
   SingleAssignment upstream_;
 };
@@ -135,6 +200,14 @@ class Observable {
   // Subscribes an observer. Returns what ends the subscription.
   Disposable subscribe(const Observer<T>& observer) const {
     auto sink = std::make_shared<detail::Sink<T>>(observer);
+    sink->setUpstream(run(Observer<T>(sink)));
+    return Disposable(sink);
+  }
+
+  // The subscription of an operator to its source: no gate, no catch; the
+  // subscriber's own subscription further down has both.
+  Disposable subscribe(detail::Link, const Observer<T>& observer) const {
+    auto sink = std::make_shared<detail::LinkSink<T>>(observer);
     sink->setUpstream(run(Observer<T>(sink)));
     return Disposable(sink);
   }

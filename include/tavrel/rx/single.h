@@ -79,7 +79,7 @@ auto Observable<T>::asSingle() const {
   return Single<T>(Observable<T>::create([src = *this](const Observer<T>& o) {
     // The element is held until completion shows it was the only one.
     auto value = std::make_shared<std::optional<T>>();
-    return src.subscribe(detail::makeObserver<T>(
+    return src.subscribe(detail::link, detail::makeObserver<T>(
         [o, value](const T& v) {
           if (*value) {
             o.onError(std::make_exception_ptr(MoreThanOneElementError()));

@@ -36,8 +36,8 @@ enum class ReplayMode {
 template <class T>
 class SubjectCore final : public ObserverBase<T>, public std::enable_shared_from_this<SubjectCore<T>> {
  public:
-  explicit SubjectCore(ReplayMode mode, std::optional<T> initial = std::nullopt)
-      : mode_(mode), value_(std::move(initial)), observers_(std::make_shared<const Observers>()) {}
+  explicit SubjectCore(ReplayMode mode) : mode_(mode), observers_(std::make_shared<const Observers>()) {}
+  SubjectCore(ReplayMode mode, T initial) : SubjectCore(mode) { value_.emplace(std::move(initial)); }
 
   void onNext(const T& value) override {
     std::unique_lock lock(mutex_);

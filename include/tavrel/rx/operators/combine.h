@@ -4,9 +4,12 @@
 //
 // The joined output is serialized: sources may emit from different threads,
 // the downstream observer sees one event at a time. That serialization uses a
-// recursive lock held while delivering, so re-entrant calls from the same
-// thread are fine; a downstream callback must not wait for another thread that
-// is emitting into the same operator.
+// recursive lock held while delivering elements, so re-entrant calls from the
+// same thread are fine; a downstream callback must not wait for another thread
+// that is emitting into the same operator. The end of the stream is delivered
+// after the lock is released (the operator is marked stopped first, so no
+// element follows it): ending disposes the sources, and disposing a source
+// waits for its deliveries, which may be waiting for this lock.
 
 #include <array>
 #include <map>
@@ -37,23 +40,19 @@ struct FlatMapState {
       std::lock_guard lock(mutex);
       if (stopped) return;
       stopped = true;
-      downstream.onError(std::move(e));
     }
+    downstream.onError(std::move(e));
     disposeAll();
   }
   // One of the active streams (the source or an inner one) completed.
   void completeOne() {
-    bool done = false;
     {
       std::lock_guard lock(mutex);
-      if (stopped) return;
-      if (--active == 0) {
-        stopped = true;
-        downstream.onCompleted();
-        done = true;
-      }
+      if (stopped || --active != 0) return;
+      stopped = true;
     }
-    if (done) disposeAll();
+    downstream.onCompleted();
+    disposeAll();
   }
   void disposeAll() {
     std::map<std::uint64_t, Disposable> taken;
@@ -99,18 +98,17 @@ struct CombineLatestState {
       std::lock_guard lock(mutex);
       if (stopped) return;
       stopped = true;
-      downstream.onError(std::move(e));
     }
+    downstream.onError(std::move(e));
     disposeAll();
   }
   void completed() {
     {
       std::lock_guard lock(mutex);
-      if (stopped) return;
-      if (++done < N) return;
+      if (stopped || ++done < N) return;
       stopped = true;
-      downstream.onCompleted();
     }
+    downstream.onCompleted();
     disposeAll();
   }
   void disposeAll() {
@@ -132,7 +130,7 @@ struct CombineLatestState {
 
 template <class S, class Tuple, std::size_t... Is>
 void subscribeAll(const std::shared_ptr<S>& st, const Tuple& sources, std::index_sequence<Is...>) {
-  (st->subscriptions[Is].set(std::get<Is>(sources).subscribe(
+  (st->subscriptions[Is].set(std::get<Is>(sources).subscribe(detail::link,
        makeObserver<typename std::tuple_element_t<Is, Tuple>::Element>(
            [st](const auto& v) { st->template next<Is>(v); },
            [st](std::exception_ptr e) { st->error(std::move(e)); }, [st] { st->completed(); }))),
@@ -148,7 +146,7 @@ auto Observable<T>::flatMap(F f) const {
   using U = typename Inner::Element;
   return Observable<U>::create([src = *this, f = std::move(f)](const Observer<U>& o) {
     auto st = std::make_shared<detail::FlatMapState<U>>(o);
-    st->source.set(src.subscribe(detail::makeObserver<T>(
+    st->source.set(src.subscribe(detail::link, detail::makeObserver<T>(
         [st, f](const T& v) mutable {
           std::optional<Inner> inner;
           try {
@@ -165,7 +163,7 @@ auto Observable<T>::flatMap(F f) const {
             ++st->active;
             st->inners.emplace(id, Disposable());
           }
-          auto d = inner->subscribe(detail::makeObserver<U>(
+          auto d = inner->subscribe(detail::link, detail::makeObserver<U>(
               [st](const U& u) {
                 std::lock_guard lock(st->mutex);
                 if (!st->stopped) st->downstream.onNext(u);
@@ -200,7 +198,7 @@ Observable<T> Observable<T>::catchError(H handler) const {
   return create([src = *this, handler = std::move(handler)](const Observer<T>& o) {
     auto first = std::make_shared<detail::SingleAssignment>();
     auto second = std::make_shared<detail::SingleAssignment>();
-    first->set(src.subscribe(detail::makeObserver<T>(
+    first->set(src.subscribe(detail::link, detail::makeObserver<T>(
         [o](const T& v) { o.onNext(v); },
         [o, handler, second](std::exception_ptr e) mutable {
           std::optional<Observable<T>> next;
@@ -210,7 +208,7 @@ Observable<T> Observable<T>::catchError(H handler) const {
             o.onError(std::current_exception());
             return;
           }
-          second->set(next->subscribe(o));
+          second->set(next->subscribe(detail::link, o));
         },
         [o] { o.onCompleted(); })));
     return Disposable::create([first, second] {

@@ -45,7 +45,7 @@ class ShareState : public std::enable_shared_from_this<ShareState<T>> {
     auto subscription = connection->core->subscribe(observer);
     if (connect) {
       auto self = this->shared_from_this();
-      connection->source.set(source_.subscribe(makeObserver<T>(
+      connection->source.set(source_.subscribe(detail::link, makeObserver<T>(
           [connection](const T& v) { connection->core->onNext(v); },
           [self, connection](std::exception_ptr e) {
             self->ended(connection);

@@ -3,6 +3,7 @@
 // observable.h.
 
 #include <deque>
+#include <optional>
 
 #include "tavrel/rx/observable.h"
 
@@ -99,7 +100,7 @@ Observable<T> Observable<T>::debounce(Duration dueTime, SchedulerPtr scheduler) 
   return create([src = *this, dueTime, scheduler](const Observer<T>& o) {
     auto state = std::make_shared<detail::DebounceState<T>>(o, dueTime, scheduler);
     std::weak_ptr<detail::DebounceState<T>> weak = state;
-    state->source.set(src.subscribe(detail::makeObserver<T>(
+    state->source.set(src.subscribe(detail::link, detail::makeObserver<T>(
         [weak](const T& v) {
           auto st = weak.lock();
           if (!st) return;
@@ -128,24 +129,23 @@ Observable<T> Observable<T>::debounce(Duration dueTime, SchedulerPtr scheduler) 
             if (st->stopped) return;
             st->stopped = true;
             st->pending.reset();
-            st->downstream.onError(std::move(e));
           }
+          st->downstream.onError(std::move(e));
           st->disposeAll();
         },
         [weak] {
           auto st = weak.lock();
           if (!st) return;
+          std::optional<T> last;
           {
             std::lock_guard lock(st->mutex);
             if (st->stopped) return;
             st->stopped = true;
-            if (st->pending) {
-              T value = std::move(*st->pending);
-              st->pending.reset();
-              st->downstream.onNext(value);
-            }
-            st->downstream.onCompleted();
+            last.swap(st->pending);
           }
+          // Outside the lock, as in combine.h; `stopped` keeps the timer quiet.
+          if (last) st->downstream.onNext(*last);
+          st->downstream.onCompleted();
           st->disposeAll();
         })));
     return Disposable::create([state] { state->disposeAll(); });
@@ -157,7 +157,7 @@ Observable<T> Observable<T>::observeOn(SchedulerPtr scheduler) const {
   return create([src = *this, scheduler](const Observer<T>& o) {
     auto state = std::make_shared<detail::ObserveOnState<T>>(o, scheduler);
     std::weak_ptr<detail::ObserveOnState<T>> weak = state;
-    state->source.set(src.subscribe(detail::makeObserver<T>(
+    state->source.set(src.subscribe(detail::link, detail::makeObserver<T>(
         [weak](const T& v) {
           if (auto st = weak.lock()) st->push(Event<T>::next(v), st);
         },

@@ -47,7 +47,7 @@ template <class F>
 auto Observable<T>::map(F f) const -> Observable<std::decay_t<std::invoke_result_t<F&, const T&>>> {
   using U = std::decay_t<std::invoke_result_t<F&, const T&>>;
   return Observable<U>::create([src = *this, f = std::move(f)](const Observer<U>& o) {
-    return src.subscribe(detail::forwardingObserver<T>(o, [o, f](const T& v) mutable {
+    return src.subscribe(detail::link, detail::forwardingObserver<T>(o, [o, f](const T& v) mutable {
       std::optional<U> out;
       try {
         out.emplace(f(v));
@@ -64,7 +64,7 @@ template <class T>
 template <class P>
 Observable<T> Observable<T>::filter(P predicate) const {
   return create([src = *this, predicate = std::move(predicate)](const Observer<T>& o) {
-    return src.subscribe(detail::forwardingObserver<T>(o, [o, predicate](const T& v) mutable {
+    return src.subscribe(detail::link, detail::forwardingObserver<T>(o, [o, predicate](const T& v) mutable {
       bool pass = false;
       try {
         pass = predicate(v);
@@ -83,7 +83,7 @@ Observable<T> Observable<T>::startWith(V&&... values) const {
   std::vector<T> first{T(std::forward<V>(values))...};
   return create([src = *this, first = std::move(first)](const Observer<T>& o) {
     for (const auto& v : first) o.onNext(v);
-    return src.subscribe(o);
+    return src.subscribe(detail::link, o);
   });
 }
 
@@ -92,7 +92,7 @@ Observable<T> Observable<T>::distinctUntilChanged() const
   requires std::equality_comparable<T>
 {
   return create([src = *this](const Observer<T>& o) {
-    return src.subscribe(
+    return src.subscribe(detail::link,
         detail::forwardingObserver<T>(o, [o, last = std::optional<T>()](const T& v) mutable {
           try {
             if (last && *last == v) return;
@@ -110,7 +110,7 @@ template <class T>
 Observable<Event<T>> Observable<T>::materialize() const {
   using E = Event<T>;
   return Observable<E>::create([src = *this](const Observer<E>& o) {
-    return src.subscribe(detail::makeObserver<T>(
+    return src.subscribe(detail::link, detail::makeObserver<T>(
         [o](const T& v) { o.onNext(E::next(v)); },
         [o](std::exception_ptr e) {
           o.onNext(E::error(std::move(e)));
@@ -129,7 +129,7 @@ auto Observable<T>::elements() const
 {
   using U = typename T::Element;
   return Observable<U>::create([src = *this](const Observer<U>& o) {
-    return src.subscribe(detail::forwardingObserver<T>(o, [o](const T& ev) {
+    return src.subscribe(detail::link, detail::forwardingObserver<T>(o, [o](const T& ev) {
       if (auto v = ev.element()) o.onNext(*v);
     }));
   });
@@ -141,7 +141,7 @@ Observable<std::exception_ptr> Observable<T>::errors() const
 {
   using U = std::exception_ptr;
   return Observable<U>::create([src = *this](const Observer<U>& o) {
-    return src.subscribe(detail::forwardingObserver<T>(o, [o](const T& ev) {
+    return src.subscribe(detail::link, detail::forwardingObserver<T>(o, [o](const T& ev) {
       if (ev.isError()) o.onNext(ev.error());
     }));
   });
@@ -153,7 +153,7 @@ auto Observable<T>::unwrap() const
 {
   using U = typename T::value_type;
   return Observable<U>::create([src = *this](const Observer<U>& o) {
-    return src.subscribe(detail::forwardingObserver<T>(o, [o](const T& v) {
+    return src.subscribe(detail::link, detail::forwardingObserver<T>(o, [o](const T& v) {
       if (v) o.onNext(*v);
     }));
   });
@@ -163,7 +163,7 @@ template <class T>
 Observable<T> Observable<T>::debug(std::string identifier) const {
   return create([src = *this, id = std::move(identifier)](const Observer<T>& o) {
     detail::debugLine(id, "subscribed");
-    auto inner = src.subscribe(detail::makeObserver<T>(
+    auto inner = src.subscribe(detail::link, detail::makeObserver<T>(
         [o, id](const T& v) {
           detail::debugLine(id, "Event next(" + detail::describeValue(v) + ")");
           o.onNext(v);
