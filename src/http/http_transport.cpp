@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <deque>
 #include <mutex>
@@ -9,22 +10,29 @@
 #include <unordered_map>
 #include <vector>
 
+#include "http/callback_queue.h"
 #include "http/curl_error_mapping.h"
+#include "http/origin.h"
 
 namespace tavrel {
 namespace {
 constexpr std::size_t kIdleHandles = 64;
+using Clock = std::chrono::steady_clock;
 }  // namespace
 
-// One request from send() to its completion. Owned by the I/O thread's table
+// One request from send() to its completion. Owned by the I/O thread's tables
 // while in flight; the handle only ever asks for cancellation.
 struct RequestHandle::State {
   std::weak_ptr<HttpTransport::Core> core;
-  HttpRequest request;
+  HttpRequest request;  // URL, method and body change when a redirect is followed
   HttpTransport::Completion completion;
   std::atomic<bool> cancelRequested{false};
 
   // I/O thread only.
+  std::string origin;            // whose connection limit it counts against
+  bool holdsSlot = false;        // counted in flight for its origin
+  Clock::time_point connectedAt;  // when it got its slot: the timeout starts there
+  long redirects = 0;
   CURL* easy = nullptr;
   curl_slist* headerList = nullptr;
   HttpResponse response;
@@ -36,24 +44,31 @@ struct RequestHandle::State {
 
 struct HttpTransport::Core {
   using State = RequestHandle::State;
+  using StatePtr = std::shared_ptr<State>;
 
-  explicit Core(TransportOptions o) : options(o) {}
+  explicit Core(TransportOptions o) : options(o), callbacks(o.callbackThreads) {}
 
   TransportOptions options;
+  detail::CallbackQueue callbacks;
 
   std::mutex mutex;
-  std::deque<std::shared_ptr<State>> incoming;
-  std::vector<std::shared_ptr<State>> cancels;
-  std::deque<std::function<void()>> jobs;
+  std::deque<StatePtr> incoming;
+  std::vector<StatePtr> cancels;
   bool stopping = false;
   CURLM* multi = nullptr;  // made with the thread, freed by it
   std::thread thread;
+  std::thread::id ioThread;
 
   // I/O thread only.
+  struct Origin {
+    long inFlight = 0;
+    std::deque<StatePtr> waiting;
+  };
   CURLSH* share = nullptr;
-  std::unordered_map<CURL*, std::shared_ptr<State>> active;
+  std::unordered_map<CURL*, StatePtr> active;
+  std::unordered_map<std::string, Origin> origins;
   std::vector<CURL*> idle;  // finished handles, reset, kept for reuse
-  std::thread::id ioThread;
+  std::vector<std::function<void()>> ready;  // completions handed over each turn
 
   // Requires mutex held.
   void startLocked(const std::shared_ptr<Core>& self) {
@@ -61,7 +76,6 @@ struct HttpTransport::Core {
     static const bool globalInit = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
     (void)globalInit;
     multi = curl_multi_init();
-    curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, options.maxConnectionsPerHost);
     share = curl_share_init();
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
@@ -75,9 +89,16 @@ struct HttpTransport::Core {
   }
 
   void run();
-  void begin(const std::shared_ptr<State>& state);
-  void finish(State& state, CURLcode code);
+  void admit(const StatePtr& state);
+  void pump(const std::string& origin);
+  void begin(const StatePtr& state);
+  std::optional<URLError> configure(State& state, CURL* e);
+  void finish(const StatePtr& state, CURLcode code);
+  bool followRedirect(const StatePtr& state, long status);
+  void cancel(const StatePtr& state);
+  void recycle(State& state);
   void complete(State& state, HttpResult result);
+  void handOver();
   void shutdown();
 };
 
@@ -106,7 +127,7 @@ std::size_t onHeader(char* data, std::size_t, std::size_t size, void* user) {
   auto* state = static_cast<RequestHandle::State*>(user);
   std::string_view line(data, size);
   if (line.starts_with("HTTP/")) {
-    state->response.headers.clear();  // a new answer: after a redirect or a 100
+    state->response.headers.clear();  // a new answer: after a 100
     return size;
   }
   auto colon = line.find(':');
@@ -117,10 +138,37 @@ std::size_t onHeader(char* data, std::size_t, std::size_t size, void* user) {
   return size;
 }
 
+bool isRedirect(long status) {
+  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
 }  // namespace
 
-void HttpTransport::Core::begin(const std::shared_ptr<State>& state) {
-  const HttpRequest& req = state->request;
+// Queues the request behind those of its origin and starts what may start.
+void HttpTransport::Core::admit(const StatePtr& state) {
+  state->origin = detail::originOf(state->request.url).value_or(state->request.url);
+  origins[state->origin].waiting.push_back(state);
+  pump(state->origin);
+}
+
+void HttpTransport::Core::pump(const std::string& key) {
+  auto& origin = origins[key];
+  const long limit = options.maxConnectionsPerHost;
+  while (!origin.waiting.empty() && (limit <= 0 || origin.inFlight < limit)) {
+    auto state = std::move(origin.waiting.front());
+    origin.waiting.pop_front();
+    if (state->cancelRequested) {
+      complete(*state, URLError(URLError::Code::cancelled));
+      continue;
+    }
+    ++origin.inFlight;
+    state->holdsSlot = true;
+    state->connectedAt = Clock::now();
+    begin(state);
+  }
+}
+
+void HttpTransport::Core::begin(const StatePtr& state) {
   CURL* e = nullptr;
   if (!idle.empty()) {
     e = idle.back();
@@ -133,19 +181,37 @@ void HttpTransport::Core::begin(const std::shared_ptr<State>& state) {
     return;
   }
   state->easy = e;
-  state->maxBytes = options.maxResponseBytes;
-  auto timeout = req.timeout.count() > 0 ? req.timeout : options.requestTimeout;
+  if (auto refused = configure(*state, e)) {
+    complete(*state, std::move(*refused));
+    return;
+  }
+  if (curl_multi_add_handle(multi, e) != CURLM_OK) {
+    complete(*state, URLError(URLError::Code::unknown, "cannot start the transfer"));
+    return;
+  }
+  active.emplace(e, state);
+}
+
+std::optional<URLError> HttpTransport::Core::configure(State& state, CURL* e) {
+  const HttpRequest& req = state.request;
+  state.maxBytes = options.maxResponseBytes;
+  const auto total = req.timeout.count() > 0 ? req.timeout : options.requestTimeout;
+  const auto left = total - std::chrono::duration_cast<std::chrono::milliseconds>(
+                                Clock::now() - state.connectedAt);
+  if (left.count() <= 0) {
+    return URLError(URLError::Code::timedOut, "no time left after " +
+                                                  std::to_string(state.redirects) + " redirects");
+  }
 
   curl_easy_setopt(e, CURLOPT_URL, req.url.c_str());
-  curl_easy_setopt(e, CURLOPT_PRIVATE, state.get());
-  curl_easy_setopt(e, CURLOPT_ERRORBUFFER, state->errorText);
+  curl_easy_setopt(e, CURLOPT_PRIVATE, &state);
+  curl_easy_setopt(e, CURLOPT_ERRORBUFFER, state.errorText);
   curl_easy_setopt(e, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(e, CURLOPT_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(e, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-  curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 1L);
-  curl_easy_setopt(e, CURLOPT_MAXREDIRS, options.maxRedirects);
+  // Redirects are followed by hand (followRedirect), within the origin only.
+  curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.connectTimeout.count()));
-  curl_easy_setopt(e, CURLOPT_TIMEOUT_MS, static_cast<long>(timeout.count()));
+  curl_easy_setopt(e, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   curl_easy_setopt(e, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(e, CURLOPT_SSL_VERIFYHOST, 2L);
   curl_easy_setopt(e, CURLOPT_ACCEPT_ENCODING, "");
@@ -154,9 +220,9 @@ void HttpTransport::Core::begin(const std::shared_ptr<State>& state) {
                    static_cast<curl_off_t>(options.maxResponseBytes));
   curl_easy_setopt(e, CURLOPT_SHARE, share);
   curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, onBody);
-  curl_easy_setopt(e, CURLOPT_WRITEDATA, state.get());
+  curl_easy_setopt(e, CURLOPT_WRITEDATA, &state);
   curl_easy_setopt(e, CURLOPT_HEADERFUNCTION, onHeader);
-  curl_easy_setopt(e, CURLOPT_HEADERDATA, state.get());
+  curl_easy_setopt(e, CURLOPT_HEADERDATA, &state);
 
   const bool sendsBody = !req.body.empty() || req.method == Method::post ||
                          req.method == Method::put || req.method == Method::patch;
@@ -177,45 +243,78 @@ void HttpTransport::Core::begin(const std::shared_ptr<State>& state) {
   bool hasExpect = false;
   for (const auto& [name, value] : req.headers) {
     std::string line = value.empty() ? name + ";" : name + ": " + value;
-    state->headerList = curl_slist_append(state->headerList, line.c_str());
+    state.headerList = curl_slist_append(state.headerList, line.c_str());
     hasExpect = hasExpect || headerValue({{name, value}}, "Expect").has_value();
   }
-  if (!hasExpect) state->headerList = curl_slist_append(state->headerList, "Expect:");
-  curl_easy_setopt(e, CURLOPT_HTTPHEADER, state->headerList);
-
-  if (curl_multi_add_handle(multi, e) != CURLM_OK) {
-    complete(*state, URLError(URLError::Code::unknown, "cannot start the transfer"));
-    return;
-  }
-  active.emplace(e, state);
+  if (!hasExpect) state.headerList = curl_slist_append(state.headerList, "Expect:");
+  curl_easy_setopt(e, CURLOPT_HTTPHEADER, state.headerList);
+  return std::nullopt;
 }
 
-void HttpTransport::Core::finish(State& state, CURLcode code) {
+// A redirect within the origin is sent again on the same slot, as a GET
+// after 303 (and after 301 or 302 of a POST), unchanged after 307 and 308.
+// Anywhere else the answer stands as it is. True when the request goes on.
+bool HttpTransport::Core::followRedirect(const StatePtr& state, long status) {
+  char* location = nullptr;
+  curl_easy_getinfo(state->easy, CURLINFO_REDIRECT_URL, &location);
+  if (!location || !detail::sameOrigin(location, state->request.url)) return false;
+  if (state->redirects >= options.maxRedirects) {
+    complete(*state, URLError(URLError::Code::httpTooManyRedirects,
+                              "more than " + std::to_string(options.maxRedirects) + " redirects"));
+    return true;
+  }
+  ++state->redirects;
+  HttpRequest& req = state->request;
+  req.url = location;  // copied before the handle is reset
+  if ((status == 303 && req.method != Method::head) ||
+      ((status == 301 || status == 302) && req.method == Method::post)) {
+    req.method = Method::get;
+    req.body.clear();
+  }
+  recycle(*state);
+  state->response = HttpResponse{};
+  state->tooLarge = false;
+  state->errorText[0] = '\0';
+  begin(state);
+  return true;
+}
+
+void HttpTransport::Core::finish(const StatePtr& state, CURLcode code) {
   if (code == CURLE_OK) {
     long status = 0;
     char* url = nullptr;
-    curl_easy_getinfo(state.easy, CURLINFO_RESPONSE_CODE, &status);
-    curl_easy_getinfo(state.easy, CURLINFO_EFFECTIVE_URL, &url);
-    state.response.statusCode = static_cast<int>(status);
-    state.response.url = url ? url : state.request.url;
-    complete(state, std::move(state.response));
+    curl_easy_getinfo(state->easy, CURLINFO_RESPONSE_CODE, &status);
+    if (isRedirect(status) && followRedirect(state, status)) return;
+    curl_easy_getinfo(state->easy, CURLINFO_EFFECTIVE_URL, &url);
+    state->response.statusCode = static_cast<int>(status);
+    state->response.url = url ? url : state->request.url;
+    complete(*state, std::move(state->response));
     return;
   }
   long osErrno = 0;
-  curl_easy_getinfo(state.easy, CURLINFO_OS_ERRNO, &osErrno);
-  auto mapped = detail::urlErrorCode(code, osErrno, state.tooLarge);
-  std::string detail = state.errorText[0] ? state.errorText : curl_easy_strerror(code);
+  curl_easy_getinfo(state->easy, CURLINFO_OS_ERRNO, &osErrno);
+  auto mapped = detail::urlErrorCode(code, osErrno, state->tooLarge);
+  std::string detail = state->errorText[0] ? state->errorText : curl_easy_strerror(code);
   if (mapped == URLError::Code::dataLengthExceedsMaximum) {
-    detail = "the body is larger than " + std::to_string(state.maxBytes) + " bytes";
+    detail = "the body is larger than " + std::to_string(state->maxBytes) + " bytes";
   }
-  complete(state, URLError(mapped, std::move(detail)));
+  complete(*state, URLError(mapped, std::move(detail)));
 }
 
-void HttpTransport::Core::complete(State& state, HttpResult result) {
-  if (state.finished) return;
-  state.finished = true;
+void HttpTransport::Core::cancel(const StatePtr& state) {
+  if (state->finished) return;
+  if (!state->easy) {  // still waiting for its origin's slot
+    auto& waiting = origins[state->origin].waiting;
+    waiting.erase(std::remove(waiting.begin(), waiting.end(), state), waiting.end());
+  }
+  complete(*state, URLError(URLError::Code::cancelled));
+}
+
+// Takes the transfer off the multi handle and keeps the easy handle for reuse.
+void HttpTransport::Core::recycle(State& state) {
   if (state.easy) {
     curl_multi_remove_handle(multi, state.easy);
+    active.erase(state.easy);
     if (idle.size() < kIdleHandles && multi) {
       curl_easy_reset(state.easy);
       idle.push_back(state.easy);
@@ -226,49 +325,48 @@ void HttpTransport::Core::complete(State& state, HttpResult result) {
   }
   curl_slist_free_all(state.headerList);
   state.headerList = nullptr;
-  auto completion = std::move(state.completion);
-  if (!completion) return;
-  try {
-    completion(std::move(result));
-  } catch (...) {
-    // A completion that throws must not take the I/O thread down.
+}
+
+// Ends the request on the I/O thread; its completion is handed to the
+// callback queue at the end of the turn.
+void HttpTransport::Core::complete(State& state, HttpResult result) {
+  if (state.finished) return;
+  state.finished = true;
+  recycle(state);
+  if (state.holdsSlot) {
+    state.holdsSlot = false;
+    --origins[state.origin].inFlight;
+    pump(state.origin);
   }
+  if (auto completion = std::move(state.completion)) {
+    ready.emplace_back([completion = std::move(completion), result = std::move(result)]() mutable {
+      completion(std::move(result));
+    });
+  }
+}
+
+void HttpTransport::Core::handOver() {
+  if (!ready.empty()) callbacks.post(std::exchange(ready, {}));
 }
 
 void HttpTransport::Core::run() {
   for (;;) {
-    std::deque<std::shared_ptr<State>> starting;
-    std::vector<std::shared_ptr<State>> cancelling;
-    std::deque<std::function<void()>> toRun;
-    bool stop;
+    std::deque<StatePtr> starting;
+    std::vector<StatePtr> cancelling;
     {
       std::lock_guard lock(mutex);
+      if (stopping) break;  // shutdown() takes what is still queued
       starting.swap(incoming);
       cancelling.swap(cancels);
-      toRun.swap(jobs);
-      stop = stopping;
-    }
-    for (auto& job : toRun) {
-      try {
-        job();
-      } catch (...) {
-      }
     }
     for (auto& state : starting) {
       if (state->cancelRequested) {
         complete(*state, URLError(URLError::Code::cancelled));
       } else {
-        begin(state);
+        admit(state);
       }
     }
-    for (auto& state : cancelling) {
-      auto it = active.find(state->easy);
-      if (state->easy && it != active.end()) {
-        complete(*state, URLError(URLError::Code::cancelled));
-        active.erase(it);
-      }
-    }
-    if (stop) break;
+    for (auto& state : cancelling) cancel(state);
 
     int running = 0;
     curl_multi_perform(multi, &running);
@@ -278,13 +376,13 @@ void HttpTransport::Core::run() {
       auto it = active.find(msg->easy_handle);
       if (it == active.end()) continue;
       auto state = it->second;
-      active.erase(it);
-      finish(*state, msg->data.result);
+      finish(state, msg->data.result);
     }
+    handOver();
     bool more;
     {
       std::lock_guard lock(mutex);
-      more = !incoming.empty() || !cancels.empty() || !jobs.empty() || stopping;
+      more = !incoming.empty() || !cancels.empty() || stopping;
     }
     if (!more) curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
   }
@@ -292,29 +390,23 @@ void HttpTransport::Core::run() {
 }
 
 void HttpTransport::Core::shutdown() {
-  // Whatever is in flight or still arrives is cancelled; completions may
-  // still send or post, so drain until nothing is left.
-  for (;;) {
-    std::deque<std::shared_ptr<State>> starting;
-    std::deque<std::function<void()>> toRun;
-    {
-      std::lock_guard lock(mutex);
-      starting.swap(incoming);
-      toRun.swap(jobs);
-      cancels.clear();
-    }
-    auto inFlight = std::move(active);
-    active.clear();
-    if (starting.empty() && toRun.empty() && inFlight.empty()) break;
-    for (auto& [easy, state] : inFlight) complete(*state, URLError(URLError::Code::cancelled));
-    for (auto& state : starting) complete(*state, URLError(URLError::Code::cancelled));
-    for (auto& job : toRun) {
-      try {
-        job();
-      } catch (...) {
-      }
-    }
+  // Whatever is in flight, waiting or still queued is cancelled. send() no
+  // longer queues anything once stopping is set.
+  std::deque<StatePtr> starting;
+  {
+    std::lock_guard lock(mutex);
+    starting.swap(incoming);
+    cancels.clear();
   }
+  std::vector<StatePtr> all;
+  for (auto& [easy, state] : active) all.push_back(state);
+  for (auto& [key, origin] : origins) {
+    all.insert(all.end(), origin.waiting.begin(), origin.waiting.end());
+    origin.waiting.clear();
+  }
+  all.insert(all.end(), starting.begin(), starting.end());
+  for (auto& state : all) complete(*state, URLError(URLError::Code::cancelled));
+  handOver();
   for (CURL* e : idle) curl_easy_cleanup(e);
   idle.clear();
   std::lock_guard lock(mutex);
@@ -343,12 +435,8 @@ HttpTransport::~HttpTransport() {
     core_->stopping = true;
     core_->wakeLocked();
   }
-  if (!core_->thread.joinable()) return;
-  if (core_->thread.get_id() == std::this_thread::get_id()) {
-    core_->thread.detach();  // destroyed from its own completion: it ends by itself
-  } else {
-    core_->thread.join();
-  }
+  if (core_->thread.joinable()) core_->thread.join();
+  core_->callbacks.shutdown();
 }
 
 HttpTransport& HttpTransport::shared() {
@@ -362,10 +450,10 @@ RequestHandle HttpTransport::send(HttpRequest request, Completion completion) {
   auto state = std::make_shared<RequestHandle::State>();
   state->core = core_;
   state->request = std::move(request);
-  state->completion = std::move(completion);
   {
     std::lock_guard lock(core_->mutex);
     if (!core_->stopping) {
+      state->completion = std::move(completion);
       core_->startLocked(core_);
       core_->incoming.push_back(state);
       core_->wakeLocked();
@@ -373,21 +461,15 @@ RequestHandle HttpTransport::send(HttpRequest request, Completion completion) {
     }
   }
   // Shut down already: nothing runs it any more.
-  core_->complete(*state, URLError(URLError::Code::cancelled, "the transport has shut down"));
+  state->finished = true;
+  if (completion) {
+    core_->callbacks.post([completion = std::move(completion)] {
+      completion(URLError(URLError::Code::cancelled, "the transport has shut down"));
+    });
+  }
   return RequestHandle(state);
 }
 
-void HttpTransport::post(std::function<void()> job) {
-  {
-    std::lock_guard lock(core_->mutex);
-    if (!core_->stopping) {
-      core_->startLocked(core_);
-      core_->jobs.push_back(std::move(job));
-      core_->wakeLocked();
-      return;
-    }
-  }
-  job();
-}
+void HttpTransport::post(std::function<void()> job) { core_->callbacks.post(std::move(job)); }
 
 }  // namespace tavrel

@@ -3,17 +3,27 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "http/callback_queue.h"
+
 namespace tavrel {
 namespace {
 
 using Plugins = std::vector<std::shared_ptr<PluginType>>;
 
+// Tells the plugins and runs the completion, on the callback queue. A plugin
+// that throws is written to the debug sink and leaves the outcome as it was.
 void deliver(const Plugins& plugins, const TargetType& target, MoyaResult result,
              const MoyaProviderBase::Completion& completion) {
-  for (const auto& plugin : plugins) plugin->didReceive(result, target);
   for (const auto& plugin : plugins) {
-    MoyaResult processed = plugin->process(std::move(result), target);
-    result.swap(processed);
+    detail::runGuarded([&] { plugin->didReceive(result, target); }, "a plugin's didReceive");
+  }
+  for (const auto& plugin : plugins) {
+    detail::runGuarded(
+        [&] {
+          MoyaResult processed = plugin->process(result, target);
+          result.swap(processed);
+        },
+        "a plugin's process");
   }
   if (completion) completion(std::move(result));
 }
@@ -53,8 +63,17 @@ RequestHandle MoyaProviderBase::perform(std::shared_ptr<const TargetType> target
     return {};
   }
   auto request = std::get<HttpRequest>(std::move(built));
-  for (const auto& plugin : plugins_) request = plugin->prepare(std::move(request), *target);
-  for (const auto& plugin : plugins_) plugin->willSend(request, *target);
+  try {
+    for (const auto& plugin : plugins_) request = plugin->prepare(std::move(request), *target);
+    for (const auto& plugin : plugins_) plugin->willSend(request, *target);
+  } catch (...) {
+    // A plugin that refuses the request fails it; nothing is sent.
+    transport_->post([plugins = plugins_, target, error = std::current_exception(),
+                      completion = std::move(completion)] {
+      deliver(plugins, *target, MoyaError::underlying(error), completion);
+    });
+    return {};
+  }
 
   return transport_->send(
       std::move(request),

@@ -7,7 +7,9 @@
 #include <thread>
 
 #include "http/curl_error_mapping.h"
+#include "http/origin.h"
 #include "http/test_target.h"
+#include "rx/recorder.h"
 
 namespace tavrel {
 namespace {
@@ -22,6 +24,22 @@ HttpResult fetch(HttpTransport& transport, HttpRequest request) {
   std::promise<HttpResult> promise;
   auto future = promise.get_future();
   transport.send(std::move(request), [&](HttpResult r) { promise.set_value(std::move(r)); });
+  EXPECT_EQ(future.wait_for(kWait), std::future_status::ready);
+  return future.get();
+}
+
+struct Outcome {
+  HttpResult result;
+  std::thread::id thread;
+};
+
+// The same, with the thread that ran the completion.
+Outcome fetchOn(HttpTransport& transport, HttpRequest request) {
+  std::promise<Outcome> promise;
+  auto future = promise.get_future();
+  transport.send(std::move(request), [&](HttpResult r) {
+    promise.set_value(Outcome{std::move(r), std::this_thread::get_id()});
+  });
   EXPECT_EQ(future.wait_for(kWait), std::future_status::ready);
   return future.get();
 }
@@ -161,29 +179,135 @@ TEST(HttpTransport, DestructionCancelsWhatIsInFlight) {
   EXPECT_EQ(errorOf(future.get()), URLError::Code::cancelled);
 }
 
-TEST(HttpTransport, ManyRequestsInFlightAllComplete) {
+// Requests beyond the connection limit wait for a connection, and their
+// timeout starts only when they get one: the last of this burst waits about
+// a second, four times its timeout.
+TEST(HttpTransport, QueuedRequestsAllSucceedWithinTheirOwnTimeout) {
   TestHttpServer server;
-  server.setHandler([](const test::RecordedRequest& r) { return Reply::text(200, r.path); });
-  HttpTransport transport;
+  server.setHandler([](const test::RecordedRequest& r) {
+    Reply reply = Reply::text(200, r.path);
+    reply.delay = 20ms;
+    return reply;
+  });
+  TransportOptions options;
+  options.maxConnectionsPerHost = 4;
+  options.requestTimeout = 250ms;
+  HttpTransport transport(options);
   constexpr int kCount = 200;
   std::mutex mutex;
   std::condition_variable done;
   int finished = 0;
-  int matched = 0;
+  std::vector<std::string> failures;
   for (int i = 0; i < kCount; ++i) {
     std::string path = "/n/" + std::to_string(i);
     transport.send(get(server.url(path)), [&, path](HttpResult r) {
       std::lock_guard lock(mutex);
       auto* response = std::get_if<HttpResponse>(&r);
-      if (response && response->data == path) ++matched;
+      if (!response || response->data != path) {
+        failures.push_back(response ? response->data : std::get<URLError>(r).what());
+      }
       ++finished;
       done.notify_all();
     });
   }
   std::unique_lock lock(mutex);
   ASSERT_TRUE(done.wait_for(lock, kWait, [&] { return finished == kCount; }));
-  EXPECT_EQ(matched, kCount);
-  EXPECT_LE(server.connectionCount(), static_cast<std::size_t>(transport.options().maxConnectionsPerHost));
+  EXPECT_TRUE(failures.empty()) << failures.size() << " failed, first: " << failures.front();
+  EXPECT_LE(server.connectionCount(), 4u);
+}
+
+// Redirects are followed within the origin only: elsewhere the 3xx is the
+// answer, and the other origin hears nothing (the body holds credentials).
+TEST(HttpTransport, FollowsRedirectsOnlyWithinTheOrigin) {
+  TestHttpServer server;
+  TestHttpServer elsewhere;
+  auto redirect = [](int status, std::string to) {
+    return Reply{.status = status, .headers = {{"Location", std::move(to)}}, .body = ""};
+  };
+  TransportOptions options;
+  options.maxRedirects = 2;
+  HttpTransport transport(options);
+  HttpRequest post;
+  post.method = Method::post;
+  post.url = server.url("/a");
+  post.body = "auth_token=secret";
+
+  server.enqueue(redirect(307, elsewhere.url("/stolen")));
+  auto away = fetch(transport, post);
+  ASSERT_TRUE(std::holds_alternative<HttpResponse>(away));
+  EXPECT_EQ(std::get<HttpResponse>(away).statusCode, 307);
+  EXPECT_EQ(std::get<HttpResponse>(away).header("Location"), elsewhere.url("/stolen"));
+
+  // Within the origin: 307 keeps the method and body, 303 turns into a GET.
+  server.enqueue(redirect(307, "/b"));
+  server.enqueue(redirect(303, server.url("/c")));
+  server.enqueue(Reply::text(200, "done"));
+  auto home = fetch(transport, post);
+  ASSERT_TRUE(std::holds_alternative<HttpResponse>(home));
+  EXPECT_EQ(std::get<HttpResponse>(home).data, "done");
+  EXPECT_EQ(std::get<HttpResponse>(home).url, server.url("/c"));
+  auto seen = server.requests();
+  ASSERT_EQ(seen.size(), 4u);
+  EXPECT_EQ(seen[2].method + " " + seen[2].path + " " + seen[2].body, "POST /b auth_token=secret");
+  EXPECT_EQ(seen[3].method + " " + seen[3].path + " " + seen[3].body, "GET /c ");
+
+  for (int i = 0; i < 3; ++i) server.enqueue(redirect(302, "/again"));
+  EXPECT_EQ(errorOf(fetch(transport, get(server.url("/loop")))),
+            URLError::Code::httpTooManyRedirects);
+  EXPECT_EQ(server.requests().size(), 7u);
+  EXPECT_TRUE(elsewhere.requests().empty());
+}
+
+TEST(HttpTransport, OriginsDifferInSchemeHostOrPort) {
+  struct Row {
+    const char* a;
+    const char* b;
+    bool same;
+  };
+  const Row rows[] = {
+      {"https://api.example.com/x?auth_token=1", "https://API.example.com:443/y", true},
+      {"http://127.0.0.1:80/a", "http://127.0.0.1/b", true},
+      {"https://api.example.com/x", "http://api.example.com/x", false},
+      {"https://api.example.com/x", "https://api.example.com:8443/x", false},
+      {"https://api.example.com/x", "https://evil.example.com/x", false},
+      {"https://api.example.com/x", "not a url", false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(detail::sameOrigin(row.a, row.b), row.same) << row.a << " / " << row.b;
+  }
+}
+
+// The I/O thread only moves bytes: a completion that takes its time holds up
+// neither transfers nor other completions, and one that throws is logged.
+TEST(HttpTransport, SlowOrThrowingCompletionsHoldUpNoOtherRequest) {
+  rx::rxtest::CapturedLines captured;
+  TestHttpServer server;
+  TransportOptions options;
+  options.callbackThreads = 2;
+  HttpTransport transport(options);
+  std::promise<void> release;
+  std::promise<std::thread::id> slowThread;
+  transport.send(get(server.url("/slow")), [&](HttpResult) {
+    slowThread.set_value(std::this_thread::get_id());
+    release.get_future().wait();
+  });
+  auto slowOn = slowThread.get_future();
+  ASSERT_EQ(slowOn.wait_for(kWait), std::future_status::ready);
+
+  // The one free worker logs the exception before it takes the next request.
+  std::promise<void> thrown;
+  transport.send(get(server.url("/throws")), [&](HttpResult) {
+    thrown.set_value();
+    throw std::runtime_error("boom");
+  });
+  ASSERT_EQ(thrown.get_future().wait_for(kWait), std::future_status::ready);
+  Outcome next = fetchOn(transport, get(server.url("/next")));
+  EXPECT_TRUE(std::holds_alternative<HttpResponse>(next.result));
+  EXPECT_NE(next.thread, slowOn.get());
+  release.set_value();
+  std::lock_guard lock(captured.mutex);
+  ASSERT_EQ(captured.lines.size(), 1u);
+  EXPECT_EQ(captured.lines[0], "HTTP: a completion threw: boom");
 }
 
 TEST(URLError, CarriesCodeNumberAndCategory) {

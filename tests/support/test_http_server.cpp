@@ -140,6 +140,7 @@ struct TestHttpServer::Impl::Session : std::enable_shared_from_this<Session> {
   std::optional<http::request_parser<http::string_body>> parser;
   std::string raw;          // bytes of a hand-made reply
   std::size_t remaining = 0;  // bytes of a huge body still to send
+  asio::steady_timer timer{socket.get_executor()};  // for delayed replies
 
   void read() {
     parser.emplace();
@@ -167,12 +168,24 @@ struct TestHttpServer::Impl::Session : std::enable_shared_from_this<Session> {
 
     Reply reply = impl.answer(rec);
     switch (reply.kind) {
-      case Reply::Kind::normal: writeNormal(reply, keepAlive); break;
+      case Reply::Kind::normal: writeLater(std::move(reply), keepAlive); break;
       case Reply::Kind::neverAnswer: impl.pinned.push_back(shared_from_this()); break;
       case Reply::Kind::closeConnection: closeNow(); break;
       case Reply::Kind::hugeBody: writeHuge(reply.hugeSize); break;
       case Reply::Kind::truncatedBody: writeTruncated(reply); break;
     }
+  }
+
+  void writeLater(Reply reply, bool keepAlive) {
+    if (reply.delay.count() <= 0) {
+      writeNormal(reply, keepAlive);
+      return;
+    }
+    timer.expires_after(reply.delay);
+    timer.async_wait([self = shared_from_this(), reply = std::move(reply),
+                      keepAlive](beast::error_code ec) {
+      if (!ec) self->writeNormal(reply, keepAlive);
+    });
   }
 
   void writeNormal(const Reply& reply, bool keepAlive) {
@@ -228,6 +241,7 @@ struct TestHttpServer::Impl::Session : std::enable_shared_from_this<Session> {
 
   void closeNow() {
     beast::error_code ignored;
+    timer.cancel();
     socket.shutdown(tcp::socket::shutdown_both, ignored);
     socket.close(ignored);
   }

@@ -49,6 +49,9 @@ struct Reply {
   std::string body;
   std::size_t hugeSize = 0;      // for hugeBody
   std::size_t missingBytes = 0;  // for truncatedBody
+  // A normal reply goes out this long after the request, holding up no
+  // other connection.
+  std::chrono::milliseconds delay{0};
 
   static Reply text(int status, std::string body);
   static Reply json(int status, std::string body);

@@ -190,8 +190,9 @@ class TavrelProvider : public MoyaProvider<Target>,
   }
 
   // Sends the target's request; the completion gets the answer, whatever its
-  // status, or the MoyaError, on the I/O thread. A target whose task cannot
-  // be rewritten sends nothing and fails with parameterEncoding.
+  // status, or the MoyaError, on the HTTP layer's callback queue. A target
+  // whose task cannot be rewritten sends nothing and fails with
+  // parameterEncoding.
   RequestHandle request(const Target& target, Completion completion) const override {
     auto copy = std::make_shared<const Target>(target);
     std::optional<MoyaError> refused;
@@ -224,6 +225,8 @@ class TavrelProvider : public MoyaProvider<Target>,
 
     // One element, the answer decoded by status (see the top of this file),
     // then completion; or the failure of the request or of a refusal's body.
+    // Decoding runs on the HTTP layer's callback queue, never on its I/O
+    // thread, so a large answer holds up no other transfer.
     template <class T>
     rx::Observable<Result<Response<T>>> request(const Target& target) const {
       return request(target).asObservable().map(

@@ -1,9 +1,26 @@
 #pragma once
-// HttpTransport: sends HttpRequests over HTTP/1.1 or HTTP/2 on one I/O thread
-// of its own, started at the first request. Connections are kept alive and
-// reused, TLS peers are always verified, nothing is retried. Completions run
-// on the I/O thread: that thread is the HTTP layer's default queue, so a
-// completion must not block.
+// HttpTransport: sends HttpRequests over HTTP/1.1 or HTTP/2. Connections are
+// kept alive and reused, TLS peers are always verified, nothing is retried.
+//
+// Threads. The transport has two kinds of thread, all its own, started at
+// the first request:
+//  - one I/O thread, which only moves bytes: it runs libcurl, reads bodies
+//    into memory and hands each outcome over; no code of the caller runs there;
+//  - the callback queue, the HTTP layer's default queue: up to
+//    callbackThreads workers, started when work waits and none is free. Every
+//    completion runs there, and with it what a provider does with an answer
+//    (plugins' didReceive and process, writing downloads, decoding, the
+//    subscribers of a reactive request). Completions start in the order their
+//    requests finished, but two of them may run at once, so a completion that
+//    shares state with another must lock it. A long one (decoding a large
+//    answer) holds one worker and delays neither transfers nor, while
+//    another worker is free, other completions.
+// An exception that escapes a completion or a posted job is caught there and
+// written to the debug sink; it never takes a thread down.
+//
+// Redirects are followed only within the request's origin (scheme, host and
+// port), so credentials in a URL or body never go elsewhere and https never
+// turns into http; a redirect to another origin is the answer itself.
 
 #include <chrono>
 #include <cstddef>
@@ -21,12 +38,17 @@ struct TransportOptions {
   std::size_t maxResponseBytes = 32u * 1024 * 1024;
   // Time allowed to connect (name lookup, TCP, TLS).
   std::chrono::milliseconds connectTimeout = std::chrono::seconds(30);
-  // Time allowed for the whole transfer, unless the request sets its own.
+  // Time allowed for the whole transfer, unless the request sets its own. It
+  // counts from the moment the request gets its connection, not while it
+  // waits for one, and covers the redirects it follows.
   std::chrono::milliseconds requestTimeout = std::chrono::seconds(60);
-  // Redirects followed before httpTooManyRedirects.
-  long maxRedirects = 10;
-  // Connections open at once to one host; more requests wait for one.
+  // Redirects within the origin followed before httpTooManyRedirects.
+  long maxRedirects = 5;
+  // Requests in flight at once to one origin, each on a connection of its
+  // own; more wait in order for one to finish.
   long maxConnectionsPerHost = 8;
+  // Workers of the callback queue.
+  std::size_t callbackThreads = 2;
 };
 
 // The outcome of one request: the answer, whatever its status, or the failure.
@@ -53,7 +75,8 @@ class HttpTransport {
   using Completion = std::function<void(HttpResult)>;
 
   explicit HttpTransport(TransportOptions options = {});
-  // Completes every unfinished request with cancelled, then joins the thread.
+  // Completes every unfinished request with cancelled, runs what the callback
+  // queue holds, then joins the threads.
   ~HttpTransport();
   HttpTransport(const HttpTransport&) = delete;
   HttpTransport& operator=(const HttpTransport&) = delete;
@@ -64,11 +87,12 @@ class HttpTransport {
 
   const TransportOptions& options() const noexcept;
 
-  // Starts the request; completion runs exactly once, on the I/O thread.
+  // Starts the request; completion runs exactly once, on the callback queue.
   RequestHandle send(HttpRequest request, Completion completion);
 
-  // Runs job on the I/O thread, after what is queued before it. A job that
-  // is still waiting when the transport shuts down is run on its way out.
+  // Runs job on the callback queue. A job that is still waiting when the
+  // transport shuts down is run on its way out; one posted after that runs at
+  // once on the caller's thread.
   void post(std::function<void()> job);
 
   struct Core;

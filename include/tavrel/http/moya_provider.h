@@ -3,7 +3,10 @@
 // HttpTransport. For each request: endpoint(target) (overridable), the
 // endpoint's request, each plugin's prepare and willSend, the transport; then
 // validation, each plugin's didReceive and process, and the completion.
-// Completions run on the transport's I/O thread, failures before sending too.
+// Everything after the transport runs on its callback queue (see
+// http_transport.h), failures before sending too; a plugin that throws in
+// prepare or willSend fails the request, one that throws in didReceive or
+// process is written to the debug sink and changes nothing.
 
 #include <functional>
 #include <memory>
@@ -99,7 +102,7 @@ class MoyaProvider : public MoyaProviderBase, public MoyaProviderType<Target> {
 
     // A single that sends the request at each subscription and succeeds with
     // the answer, or fails with the MoyaError (a failure below HTTP is
-    // underlying with its URLError). It delivers on the I/O thread; disposing
+    // underlying with its URLError). It delivers on the callback queue; disposing
     // of the subscription cancels the request. The provider must still be
     // alive when the single is subscribed.
     rx::Single<HttpResponse> request(const Target& target) const {

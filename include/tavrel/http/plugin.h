@@ -20,9 +20,9 @@ class PluginType {
   virtual HttpRequest prepare(HttpRequest request, const TargetType& target);
   // Told just before the request is sent; on the caller's thread.
   virtual void willSend(const HttpRequest& request, const TargetType& target);
-  // Told of the outcome before the completion runs; on the I/O thread.
+  // Told of the outcome before the completion runs; on the callback queue.
   virtual void didReceive(const MoyaResult& result, const TargetType& target);
-  // May change the outcome before the completion sees it; on the I/O thread.
+  // May change the outcome before the completion sees it; on the callback queue.
   virtual MoyaResult process(MoyaResult result, const TargetType& target);
 
  protected:
