@@ -160,18 +160,7 @@ TEST(Observable, CombineLatestWaitsForAllAndCompletesWhenAllComplete) {
             (Log{"2", "E:boom"}));
 }
 
-TEST(Observable, DisposalStopsDeliveryAtOnceAlsoFromInsideOnNext) {
-  PublishSubject<int> s;
-  std::vector<int> got;
-  Disposable d;
-  d = s.asObservable().map([](int x) { return x; }).subscribe([&](int x) {
-    got.push_back(x);
-    if (x == 2) d.dispose();
-  });
-  for (int i : {1, 2, 3}) s.onNext(i);
-  EXPECT_EQ(got, (std::vector<int>{1, 2}));
-  EXPECT_FALSE(s.hasObservers());
-
+TEST(Observable, DisposalReachesTheProducerAndBagsEndWhatTheyHold) {
   // Disposal reaches the producer, and what it still says is dropped.
   bool producerStopped = false;
   Observer<int> producer;
@@ -212,17 +201,14 @@ TEST(Observable, SubscriberExceptionsAreReportedAndLeaveTheOperatorsWorking) {
   auto delivered = s.asObservable().observeOn(scheduler);
   auto shared = delivered.shareReplay1();
   std::vector<int> observed, other;
-  auto thrower = [](const char* what) {
-    return [what](int x) {
-      if (x == 1) throw std::runtime_error(what);
-    };
-  };
   // Thrown by an observer straight after observeOn, and by a callback behind a share.
   delivered.subscribe(Observer<int>([&](int x) {
     observed.push_back(x);
-    thrower("observer failed")(x);
+    if (x == 1) throw std::runtime_error("observer failed");
   }));
-  shared.subscribe(thrower("handler failed"));
+  shared.subscribe([](int x) {
+    if (x == 1) throw std::runtime_error("handler failed");
+  });
   shared.subscribe([&](int x) { other.push_back(x); }, [&](std::exception_ptr) { other.push_back(-1); });
   s.onNext(1);
   scheduler->advanceBy(0ms);

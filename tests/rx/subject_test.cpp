@@ -42,21 +42,6 @@ TEST(Subjects, WhatEarlyAndLateSubscribersGet) {
   EXPECT_EQ(b2.log, (Log{"b", "E:boom"}));
   EXPECT_EQ(record(behavior.asObservable()), Log{"E:boom"});
   EXPECT_EQ(behavior.value(), "b");
-
-  // Relays are handles: a copy feeds the same stream.
-  BehaviorRelay<int> relay(0);
-  auto copy = relay;
-  Recorder<int> r;
-  r.subscribe(relay.asObservable());
-  copy.accept(5);
-  EXPECT_EQ(relay.value(), 5);
-  PublishRelay<int> publishRelay;
-  Recorder<int> p;
-  publishRelay.accept(1);
-  p.subscribe(publishRelay.asObservable());
-  publishRelay.accept(2);
-  EXPECT_EQ(r.log, (Log{"0", "5"}));
-  EXPECT_EQ(p.log, (Log{"2"}));
 }
 
 TEST(Subjects, ReentrantSubscribeAndDisposeFromACallback) {
