@@ -1,26 +1,40 @@
-// Requests per second of HttpTransport against a loopback server in the same
-// process, beside the same load driven with plain libcurl multi on one thread
-// (the limit: no queue, no completions, no thread hand-off). Both keep
-// kInFlight requests going until kTotal have finished. The same load once
-// more through TavrelProvider: the endpoint built from a target and the
-// settings, the reactive request, and the answer decoded into
-// Response<SimpleId>; bare, and with the verbose logger plugin that every
-// service has (its lines dropped by the debug sink).
+// Two figures of the HTTP layer against a loopback server.
+//
+// Throughput: requests per second of HttpTransport beside the same load
+// driven with plain libcurl multi on one thread (the limit: no queue, no
+// completions, no thread hand-off), then through TavrelProvider (endpoint
+// built from a target and the settings, the reactive request, the answer
+// decoded into Response<SimpleId>), bare and with the verbose logger plugin
+// that every service has (its lines dropped by the debug sink). Each keeps
+// kInFlight requests going until kTotal have finished. The sides run back to
+// back in each round and a ratio is taken per round; the median and the
+// spread over the rounds are printed, since a shared machine's speed drifts.
+//
+// Latency: small provider requests sent one after another while one answer
+// of about 30 MB is fetched and decoded; their median and worst latency
+// beside the same requests on an idle transport.
+//
+// The server runs in a child process of its own. With --pin (the default
+// when the machine has more than one CPU) it is pinned to the last CPU and
+// the clients to the others, so that neither side takes the other's time.
 
 #include <curl/curl.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <functional>
 #include <condition_variable>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
-
-#include <filesystem>
-#include <fstream>
-#include <memory>
 
 #include "support/test_http_server.h"
 #include "tavrel/api/app_target.h"
@@ -33,81 +47,121 @@
 namespace {
 
 constexpr int kInFlight = 64;
-constexpr int kTotal = 20000;
+constexpr int kTotal = 10000;
+constexpr int kRounds = 5;
+constexpr std::size_t kBigBytes = 30u * 1024 * 1024;
 using Clock = std::chrono::steady_clock;
+using Provider = tavrel::TavrelProvider<tavrel::AppTarget>;
+using Ids = std::vector<tavrel::SimpleId>;
 
 double seconds(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// Our transport: every completion sends the next request from the I/O thread.
-double runTransport(const std::string& url, int& failures) {
+void pinTo(int first, int last) {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  for (int cpu = first; cpu <= last; ++cpu) CPU_SET(cpu, &set);
+  sched_setaffinity(0, sizeof set, &set);
+}
+
+// {"meta":...,"data":[{"id":"1000000"},...]} of about kBigBytes.
+std::string bigEnvelope() {
+  std::string body = R"({"meta":{"status":200},"data":[)";
+  body.reserve(kBigBytes + 64);
+  for (int i = 1000000; body.size() < kBigBytes; ++i) {
+    body += R"({"id":")" + std::to_string(i) + R"("},)";
+  }
+  body.back() = ']';
+  body += '}';
+  return body;
+}
+
+// The child: serves until the parent closes its end of the pipe.
+[[noreturn]] void serve(int portOut, int parentGone, bool pin) {
+  if (pin) pinTo(static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)) - 1,
+                 static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)) - 1);
+  const std::string big = bigEnvelope();
+  tavrel::test::TestHttpServer server;
+  server.setHandler([&big](const tavrel::test::RecordedRequest& r) {
+    if (r.path.ends_with("/big")) return tavrel::test::Reply::json(200, big);
+    return tavrel::test::Reply::json(200, R"({"meta":{"status":200},"data":{"id":"1"}})");
+  });
+  const std::uint16_t port = server.port();
+  (void)!write(portOut, &port, sizeof port);
+  char byte;
+  while (read(parentGone, &byte, 1) > 0) {
+  }
+  server.stop();
+  _exit(0);
+}
+
+// Counts finished requests and wakes the waiter at kTotal.
+struct Tally {
   std::mutex mutex;
   std::condition_variable done;
   int started = 0;
   int finished = 0;
-  failures = 0;
+  int failures = 0;
+
+  bool claim() {
+    std::lock_guard lock(mutex);
+    if (started == kTotal) return false;
+    ++started;
+    return true;
+  }
+  void end(bool ok) {
+    std::lock_guard lock(mutex);
+    ++finished;
+    if (!ok) ++failures;
+    if (finished == kTotal) done.notify_all();
+  }
+  void wait() {
+    std::unique_lock lock(mutex);
+    done.wait(lock, [&] { return finished == kTotal; });
+  }
+};
+
+// Our transport: every completion sends the next request.
+double runTransport(const std::string& url, int& failures) {
+  Tally tally;
   std::function<void()> next;
-  // Declared last so that it is joined before what its completions touch goes.
+  // Declared last so that it is shut down before what its completions touch goes.
   tavrel::HttpTransport transport;
   next = [&] {
-    {
-      std::lock_guard lock(mutex);
-      if (started == kTotal) return;
-      ++started;
-    }
+    if (!tally.claim()) return;
     tavrel::HttpRequest request;
     request.url = url;
     transport.send(std::move(request), [&](tavrel::HttpResult r) {
-      bool ok = std::holds_alternative<tavrel::HttpResponse>(r) &&
-                std::get<tavrel::HttpResponse>(r).statusCode == 200;
-      {
-        std::lock_guard lock(mutex);
-        ++finished;
-        if (!ok) ++failures;
-        if (finished == kTotal) done.notify_all();
-      }
+      tally.end(std::holds_alternative<tavrel::HttpResponse>(r) &&
+                std::get<tavrel::HttpResponse>(r).statusCode == 200);
       next();
     });
   };
   auto start = Clock::now();
   for (int i = 0; i < kInFlight; ++i) next();
-  std::unique_lock lock(mutex);
-  done.wait(lock, [&] { return finished == kTotal; });
+  tally.wait();
+  failures = tally.failures;
   return kTotal / seconds(start);
 }
 
 // Through TavrelProvider<AppTarget>: "djangousers/ping" under the main
 // bundle's apiUrl, with "auth_token" and "id_as_string" in the query.
 double runProvider(bool logged, int& failures) {
-  std::mutex mutex;
-  std::condition_variable done;
-  int started = 0;
-  int finished = 0;
-  failures = 0;
+  Tally tally;
   std::function<void()> next;
   auto settings = std::make_shared<tavrel::NetworkSettings>(
       tavrel::NetworkSettings::ConnectionType::sdk, "tok", "7", "9");
   std::vector<std::shared_ptr<tavrel::PluginType>> plugins;
   if (logged) plugins.push_back(std::make_shared<tavrel::NetworkLoggerPlugin>(true));
   tavrel::HttpTransport transport;
-  auto provider = std::make_shared<tavrel::TavrelProvider<tavrel::AppTarget>>(settings, plugins,
-                                                                              &transport);
+  auto provider = std::make_shared<Provider>(settings, plugins, &transport);
   const auto target = tavrel::AppTarget::getApps("ping");
   next = [&] {
-    {
-      std::lock_guard lock(mutex);
-      if (started == kTotal) return;
-      ++started;
-    }
+    if (!tally.claim()) return;
     auto ok = std::make_shared<bool>(false);
     auto end = [&, ok] {
-      {
-        std::lock_guard lock(mutex);
-        ++finished;
-        if (!*ok) ++failures;
-        if (finished == kTotal) done.notify_all();
-      }
+      tally.end(*ok);
       next();
     };
     provider->rx().request<tavrel::SimpleId>(target).subscribe(
@@ -118,8 +172,8 @@ double runProvider(bool logged, int& failures) {
   };
   auto start = Clock::now();
   for (int i = 0; i < kInFlight; ++i) next();
-  std::unique_lock lock(mutex);
-  done.wait(lock, [&] { return finished == kTotal; });
+  tally.wait();
+  failures = tally.failures;
   return kTotal / seconds(start);
 }
 
@@ -165,56 +219,201 @@ double runCurl(const std::string& url, int& failures) {
   return rate;
 }
 
+// Sends small requests one after another until `stop` is set, and gives
+// their latencies in milliseconds.
+struct Prober {
+  explicit Prober(const Provider& p) : provider(p) {}
+  const Provider& provider;
+  std::mutex mutex;
+  std::condition_variable idle;
+  std::vector<double> latencies;
+  bool stop = false;
+  bool running = false;
+  int failures = 0;
+
+  void start() {
+    std::lock_guard lock(mutex);
+    running = true;
+    send();
+  }
+  void send() {
+    auto sent = Clock::now();
+    auto ok = std::make_shared<bool>(false);
+    auto end = [this, sent, ok] {
+      std::lock_guard lock(mutex);
+      latencies.push_back(std::chrono::duration<double, std::milli>(Clock::now() - sent).count());
+      if (!*ok) ++failures;
+      if (stop) {
+        running = false;
+        idle.notify_all();
+      } else {
+        send();
+      }
+    };
+    provider.rx().request<tavrel::SimpleId>(tavrel::AppTarget::getApps("ping")).subscribe(
+        [ok](const tavrel::Result<tavrel::Response<tavrel::SimpleId>>& r) { *ok = r.succeed(); },
+        [end](std::exception_ptr) { end(); }, end);
+  }
+  void finish() {
+    std::unique_lock lock(mutex);
+    stop = true;
+    idle.wait(lock, [&] { return !running; });
+  }
+};
+
+double percentile(std::vector<double> v, double p) {
+  if (v.empty()) return 0;
+  std::sort(v.begin(), v.end());
+  return v[std::min(v.size() - 1, static_cast<std::size_t>(p * static_cast<double>(v.size())))];
+}
+
+struct Latency {
+  double median = 0, worst = 0, bigMs = 0;
+  int count = 0, failures = 0;
+};
+
+// Small requests while the big answer is fetched and decoded, or for the
+// same time on an idle transport when `withBig` is false.
+Latency runLatency(bool withBig, double idleMs) {
+  auto settings = std::make_shared<tavrel::NetworkSettings>(
+      tavrel::NetworkSettings::ConnectionType::sdk, "tok", "7", "9");
+  tavrel::HttpTransport transport;
+  auto provider = std::make_shared<Provider>(settings, std::vector<std::shared_ptr<tavrel::PluginType>>{},
+                                             &transport);
+  Prober prober(*provider);
+  Latency out;
+  std::mutex mutex;
+  std::condition_variable done;
+  bool bigDone = false;
+  auto start = Clock::now();
+  prober.start();
+  if (withBig) {
+    auto subscription = provider->rx().request<Ids>(tavrel::AppTarget::getApps("big")).subscribe(
+        [&](const tavrel::Result<tavrel::Response<Ids>>& r) {
+          if (!r.succeed() || r.success()->data.size() < 1000000) ++out.failures;
+        },
+        [&](std::exception_ptr) {
+          std::lock_guard lock(mutex);
+          ++out.failures;
+          bigDone = true;
+          done.notify_all();
+        },
+        [&] {
+          std::lock_guard lock(mutex);
+          bigDone = true;
+          done.notify_all();
+        });
+    std::unique_lock lock(mutex);
+    done.wait(lock, [&] { return bigDone; });
+  } else {
+    std::unique_lock lock(mutex);
+    done.wait_for(lock, std::chrono::duration<double, std::milli>(idleMs));
+  }
+  out.bigMs = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+  prober.finish();
+  out.median = percentile(prober.latencies, 0.5);
+  out.worst = percentile(prober.latencies, 1.0);
+  out.count = static_cast<int>(prober.latencies.size());
+  out.failures += prober.failures;
+  return out;
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  bool pin = sysconf(_SC_NPROCESSORS_ONLN) > 1;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--no-pin") == 0) pin = false;
+  }
+  int portPipe[2], lifePipe[2];
+  if (pipe(portPipe) != 0 || pipe(lifePipe) != 0) return 2;
+  const pid_t child = fork();
+  if (child == 0) {
+    close(portPipe[0]);
+    close(lifePipe[1]);
+    serve(portPipe[1], lifePipe[0], pin);
+  }
+  close(portPipe[1]);
+  close(lifePipe[0]);
+  std::uint16_t port = 0;
+  if (read(portPipe[0], &port, sizeof port) != sizeof port) return 2;
+  if (pin) pinTo(0, static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)) - 2);
+
   curl_global_init(CURL_GLOBAL_DEFAULT);
-  tavrel::test::TestHttpServer server;
-  server.setHandler([](const tavrel::test::RecordedRequest&) {
-    return tavrel::test::Reply::json(200, R"({"meta":{"status":200},"data":{"id":"1"}})");
-  });
-  const std::string url = server.url("/api/v1/ping");
+  const std::string base = "http://127.0.0.1:" + std::to_string(port) + "/api/v1/";
+  const std::string url = base + "ping";
 
   // The providers find the server through the main bundle.
-  const auto bundle = std::filesystem::temp_directory_path() / "tavrel_http_bench_bundle";
+  const auto bundle = std::filesystem::temp_directory_path() /
+                      ("tavrel_http_bench_bundle_" + std::to_string(getpid()));
   std::filesystem::create_directories(bundle);
   std::ofstream(bundle / "Info.plist")
       << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
          "<key>apiUrl</key><string>"
-      << server.url("/api/v1/") << "</string></dict></plist>\n";
+      << base << "</string></dict></plist>\n";
   tavrel::Bundle::registerMain(bundle);
   tavrel::setDebugSink([](std::string_view) {});
 
-  double best = 0, bestCurl = 0, bestProvider = 0, bestLogged = 0;
-  int failures = 0, curlFailures = 0, providerFailures = 0;
-  for (int round = 0; round < 3; ++round) {
+  int failures = 0;
+  std::vector<double> ours, provider, logged, curl;
+  std::vector<double> oursRatio, providerRatio, loggedRatio;
+  for (int round = 0; round < kRounds; ++round) {
     int f = 0;
-    best = std::max(best, runTransport(url, f));
+    curl.push_back(runCurl(url, f));
     failures += f;
-    bestCurl = std::max(bestCurl, runCurl(url, f));
-    curlFailures += f;
-    bestProvider = std::max(bestProvider, runProvider(false, f));
-    providerFailures += f;
-    bestLogged = std::max(bestLogged, runProvider(true, f));
-    providerFailures += f;
+    ours.push_back(runTransport(url, f));
+    failures += f;
+    provider.push_back(runProvider(false, f));
+    failures += f;
+    logged.push_back(runProvider(true, f));
+    failures += f;
+    oursRatio.push_back(ours.back() / curl.back());
+    providerRatio.push_back(provider.back() / curl.back());
+    loggedRatio.push_back(logged.back() / curl.back());
   }
+
+  Latency idle, busy;
+  for (int round = 0; round < 3; ++round) {
+    Latency b = runLatency(true, 0);
+    Latency i = runLatency(false, b.bigMs);
+    busy.median = std::max(busy.median, b.median);
+    busy.worst = std::max(busy.worst, b.worst);
+    busy.bigMs = std::max(busy.bigMs, b.bigMs);
+    busy.count += b.count;
+    idle.median = std::max(idle.median, i.median);
+    idle.worst = std::max(idle.worst, i.worst);
+    idle.count += i.count;
+    failures += b.failures + i.failures;
+  }
+
   tavrel::setDebugSink({});
   tavrel::Bundle::registerMain({});
   std::error_code ignored;
   std::filesystem::remove_all(bundle, ignored);
-
-  std::printf("requests: %d per run, %d in flight, best of 3 runs\n", kTotal, kInFlight);
-  std::printf("plain libcurl multi (limit): %.0f requests/s (%d failed)\n", bestCurl, curlFailures);
-  std::printf("HttpTransport:               %.0f requests/s (%d failed)\n", best, failures);
-  std::printf("TavrelProvider + decode:     %.0f requests/s\n", bestProvider);
-  std::printf("  the same, verbose logger:  %.0f requests/s (%d failed in both)\n", bestLogged,
-              providerFailures);
-  if (bestCurl > 0) {
-    std::printf("ratio ours/limit: %.3f\n", best / bestCurl);
-    std::printf("ratio provider/limit: %.3f, with logger: %.3f\n", bestProvider / bestCurl,
-                bestLogged / bestCurl);
-  }
-  server.stop();
+  close(lifePipe[1]);
+  waitpid(child, nullptr, 0);
   curl_global_cleanup();
-  return failures + curlFailures + providerFailures == 0 ? 0 : 1;
+
+  auto spread = [](const char* name, const std::vector<double>& v) {
+    std::printf("%-28s median %.3f (min %.3f, max %.3f)\n", name, percentile(v, 0.5),
+                percentile(v, 0.0), percentile(v, 1.0));
+  };
+  std::printf("server in its own process%s; %d requests per run, %d in flight, %d rounds\n",
+              pin ? ", pinned to the last CPU, clients to the others" : "", kTotal, kInFlight,
+              kRounds);
+  std::printf("plain libcurl multi (limit): %.0f requests/s (median)\n", percentile(curl, 0.5));
+  std::printf("HttpTransport:               %.0f requests/s\n", percentile(ours, 0.5));
+  std::printf("TavrelProvider + decode:     %.0f requests/s\n", percentile(provider, 0.5));
+  std::printf("  the same, verbose logger:  %.0f requests/s\n", percentile(logged, 0.5));
+  spread("ratio ours/limit:", oursRatio);
+  spread("ratio provider/limit:", providerRatio);
+  spread("ratio logged provider/limit:", loggedRatio);
+  std::printf("small requests while a %zu MB answer is fetched and decoded (%.0f ms), worst of 3:\n",
+              kBigBytes >> 20, busy.bigMs);
+  std::printf("  busy: median %.2f ms, worst %.2f ms (%d requests)\n", busy.median, busy.worst,
+              busy.count);
+  std::printf("  idle: median %.2f ms, worst %.2f ms (%d requests)\n", idle.median, idle.worst,
+              idle.count);
+  std::printf("failures: %d\n", failures);
+  return failures == 0 ? 0 : 1;
 }
