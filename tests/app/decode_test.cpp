@@ -10,9 +10,8 @@ CliRun decode(std::vector<std::string> args, const std::string& input) {
   return runCli(args, input);
 }
 
-const std::string kUser =
-    R"({"data":{"auth_token":null,"user":{"id":"u1","has_conversations":true,)"
-    R"("is_banned":false,"conversations_unread":["c1"]},"app":{"id":"7"}}})";
+const std::string kUser = R"({"data":{"auth_token":null,"user":{"id":"u1","has_conversations":true,)"
+                          R"("is_banned":false,"conversations_unread":["c1"]},"app":{"id":"7"}}})";
 const std::string kMeta = R"({"status":201,"error":null,"error_message":null,"next_after":"15.0",)"
                           R"("next_before_position":"p"})";
 

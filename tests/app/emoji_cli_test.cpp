@@ -25,10 +25,8 @@ TEST(EmojiCommand, ConvertsStandardInputBothWays) {
 }
 
 TEST(EmojiCommand, HelpAndBadArguments) {
-  EXPECT_NE(emoji({"--help"}, "").out.find("usage: tavrel emoji escape|unescape"),
-            std::string::npos);
-  for (const auto& args :
-       std::vector<std::vector<std::string>>{{}, {"sideways"}, {"escape", "x"}}) {
+  EXPECT_NE(emoji({"--help"}, "").out.find("usage: tavrel emoji escape|unescape"), std::string::npos);
+  for (const auto& args : std::vector<std::vector<std::string>>{{}, {"sideways"}, {"escape", "x"}}) {
     const auto run = emoji(args, "#");
     EXPECT_EQ(run.status, 64);
     EXPECT_EQ(run.out, "");
@@ -45,13 +43,11 @@ TEST(CommandLine, HelpVersionAndUnknownCommands) {
   auto version = runCli({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("tavrel ", 0), 0u);
-  for (auto [args, err] :
-       {std::pair<std::vector<std::string>, std::string>{
-            {}, "tavrel: missing command; see `tavrel --help`\n"},
-        {{"frobnicate"}, "tavrel: unknown command 'frobnicate'; see `tavrel --help`\n"},
-        {{"kb"},
-         "tavrel kb: missing what to read: settings, categories, articles, article or search; see "
-         "`tavrel kb --help`\n"}}) {
+  for (auto [args, err] : {std::pair<std::vector<std::string>, std::string>{
+                               {}, "tavrel: missing command; see `tavrel --help`\n"},
+                           {{"frobnicate"}, "tavrel: unknown command 'frobnicate'; see `tavrel --help`\n"},
+                           {{"kb"}, "tavrel kb: missing what to read: settings, categories, "
+                                    "articles, article or search; see `tavrel kb --help`\n"}}) {
     auto run = runCli(args);
     EXPECT_EQ(run.status, 64);
     EXPECT_EQ(run.err, err);
