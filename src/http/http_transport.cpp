@@ -110,6 +110,13 @@ std::size_t onBody(char* data, std::size_t, std::size_t size, void* user) {
     state->tooLarge = true;
     return 0;  // aborts the transfer with CURLE_WRITE_ERROR
   }
+  if (state->response.data.empty()) {  // a large body is copied once, not grown
+    curl_off_t length = -1;
+    curl_easy_getinfo(state->easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    if (length > 0) {
+      state->response.data.reserve(std::min(static_cast<std::size_t>(length), state->maxBytes));
+    }
+  }
   state->response.data.append(data, size);
   return size;
 }

@@ -203,16 +203,33 @@ TEST_F(Provider, FailsTheStreamBelowHttp) {
   EXPECT_EQ(failure(await(hurried.rx().request<JsonValue>(at("silent")))), Code::timedOut);
 }
 
-// Two subscribers of a shared call, one request; the stream outlives its service.
+// Two subscribers of a shared call while it is in flight, one request; the
+// stream outlives its service.
 TEST_F(Provider, SharesOneRequestAndOutlivesItsService) {
   std::optional<rx::Observable<Result<Response<SimpleId>>>> stream;
   {
     TavrelService<ProbeTarget> service(sdkSettings(), &transport);
     stream = service.provider().rx().request<SimpleId>(at("shared")).shareReplay1();
   }
-  server.enqueue(Reply::json(200, kEnvelope));
-  EXPECT_EQ(await(*stream).elements.size(), 1u);
-  EXPECT_EQ(await(*stream).elements.at(0).success()->data.id, "s1");
+  std::promise<void> answer;
+  server.setHandler([held = answer.get_future().share()](const test::RecordedRequest&) {
+    held.wait_for(test::kStreamWait);
+    return Reply::json(200, kEnvelope);
+  });
+  std::promise<std::string> ids[2];
+  auto subscribe = [&](std::promise<std::string>& id) {
+    return stream->subscribe(
+        [&id](const Result<Response<SimpleId>>& r) { id.set_value(r.success()->data.id); });
+  };
+  auto early = subscribe(ids[0]);
+  ASSERT_TRUE(server.waitForRequests(1));
+  auto late = subscribe(ids[1]);
+  answer.set_value();
+  for (auto& id : ids) {
+    auto got = id.get_future();
+    ASSERT_EQ(got.wait_for(test::kStreamWait), std::future_status::ready);
+    EXPECT_EQ(got.get(), "s1");
+  }
   EXPECT_EQ(server.requests().size(), 1u);
 }
 

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <future>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 #include "http/test_target.h"
@@ -46,6 +47,16 @@ struct RecordingPlugin : PluginType {
   }
 };
 
+// Throws from the hooks that run on the callback queue.
+struct ThrowingPlugin : PluginType {
+  void didReceive(const MoyaResult&, const TargetType&) override {
+    throw std::runtime_error("didReceive failed");
+  }
+  MoyaResult process(MoyaResult, const TargetType&) override {
+    throw std::runtime_error("process failed");
+  }
+};
+
 // A provider whose endpoint adds a header, the way subclasses rewrite requests.
 class HeaderProvider : public MoyaProvider<FakeTarget> {
  public:
@@ -82,9 +93,10 @@ TEST(MoyaProvider, RunsEndpointPluginsAndTransportInOrder) {
   TestHttpServer server;
   server.enqueue(Reply::json(201, R"({"ok":true})"));
   HttpTransport transport;
+  rx::rxtest::CapturedLines captured;
   auto first = std::make_shared<RecordingPlugin>("first");
   auto second = std::make_shared<RecordingPlugin>("second");
-  HeaderProvider provider({first, second}, &transport);
+  HeaderProvider provider({first, std::make_shared<ThrowingPlugin>(), second}, &transport);
 
   auto target = targetAt(server, "users/{user_id}/events");
   target.verb = Method::post;
@@ -92,9 +104,16 @@ TEST(MoyaProvider, RunsEndpointPluginsAndTransportInOrder) {
                                                  {{"id_as_string", "1"}});
   auto outcome = call(provider, target);
 
+  // A plugin that throws is logged and changes nothing.
   ASSERT_TRUE(std::holds_alternative<HttpResponse>(outcome.result));
   EXPECT_EQ(std::get<HttpResponse>(outcome.result).statusCode, 201);
   EXPECT_NE(outcome.thread, std::this_thread::get_id());
+  {
+    std::lock_guard lock(captured.mutex);
+    EXPECT_EQ(captured.lines, (std::vector<std::string>{
+                                  "HTTP: a plugin's didReceive threw: didReceive failed",
+                                  "HTTP: a plugin's process threw: process failed"}));
+  }
 
   auto seen = server.requests().at(0);
   EXPECT_EQ(seen.path, "/api/v1/users/%7Buser_id%7D/events");
@@ -110,7 +129,7 @@ TEST(MoyaProvider, RunsEndpointPluginsAndTransportInOrder) {
                                                       "second didReceive response"}));
 }
 
-TEST(MoyaProvider, FailuresArriveAsMoyaErrorsOnTheIOThread) {
+TEST(MoyaProvider, FailuresArriveAsMoyaErrors) {
   HttpTransport transport;
   auto plugin = std::make_shared<RecordingPlugin>("p");
   MoyaProvider<FakeTarget> provider({plugin}, &transport);
