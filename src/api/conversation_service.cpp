@@ -69,14 +69,15 @@ Task ConversationTraget::task() const {
 rx::Observable<Result<Response<std::vector<Dialog>>>> ConversationService::getDialogs(
     std::string after) const {
   auto target = ConversationTraget::get(std::move(after), false, std::string(R::json::before));
-  return provider().rx().request<std::vector<Dialog>>(target).shareReplay1();
+  return provider().rx().request<std::vector<Dialog>>(target).shareReplay1(
+      rx::SubjectLifetimeScope::forever);
 }
 
 rx::Observable<Result<Response<Dialog>>> ConversationService::get(std::string dialogId) const {
   return provider()
       .rx()
       .request<Dialog>(ConversationTraget::getDialog(std::move(dialogId)))
-      .shareReplay1();
+      .shareReplay1(rx::SubjectLifetimeScope::forever);
 }
 
 rx::Observable<Result<Response<SimpleId>>> ConversationService::start(std::string message) const {
