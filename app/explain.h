@@ -19,7 +19,7 @@ struct SeenAnswer {
 };
 
 // Follows the request log line by line and keeps the last answer. Lines
-// arrive on the I/O thread; reads come from the caller's.
+// arrive on the HTTP layer's callback queue; reads come from the caller's.
 class AnswerWatch {
  public:
   void onLogLine(std::string_view line);
