@@ -86,7 +86,46 @@ std::size_t skipValue(std::string_view text, std::size_t i) {
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
-// Members "auth_token": value and "hash": value at any depth.
+// The same members in a JSON document carried inside a JSON string, one
+// escape level down: "user":"{\"auth_token\":\"t\"}".
+std::string maskEscaped(std::string_view text) {
+  std::string out;
+  std::size_t i = 0;
+  for (;;) {
+    std::size_t at = std::string_view::npos;
+    std::size_t nameSize = 0;
+    for (std::string_view name : {R"(\"auth_token\")", R"(\"hash\")"}) {
+      auto found = text.find(name, i);
+      if (found < at) at = found, nameSize = name.size();
+    }
+    if (at == std::string_view::npos) break;
+    std::size_t j = at + nameSize;
+    while (j < text.size() && isSpace(text[j])) ++j;
+    if (j >= text.size() || text[j] != ':') {
+      out.append(text.substr(i, j - i));
+      i = j;
+      continue;
+    }
+    ++j;
+    while (j < text.size() && isSpace(text[j])) ++j;
+    out.append(text.substr(i, j - i));
+    out.append(R"(\"***\")");
+    std::size_t end;
+    if (text.substr(j, 2) == R"(\")") {
+      end = text.find(R"(\")", j + 2);
+      end = end == std::string_view::npos ? text.size() : end + 2;
+    } else {
+      end = text.find_first_of(",}]\\", j);
+      if (end == std::string_view::npos) end = text.size();
+    }
+    i = end;
+  }
+  out.append(text.substr(i));
+  return out;
+}
+
+// Members "auth_token": value and "hash": value at any depth, also inside a
+// document that a string carries.
 std::string maskJson(std::string_view text) {
   std::string out;
   out.reserve(text.size());
@@ -98,9 +137,16 @@ std::string maskJson(std::string_view text) {
     }
     std::size_t end = skipString(text, i);
     std::string_view token = text.substr(i, end - i);
-    out.append(token);
     i = end;
-    if (token.size() < 2 || !isSecretName(token.substr(1, token.size() - 2))) continue;
+    if (token.size() < 2 || !isSecretName(token.substr(1, token.size() - 2))) {
+      if (token.find('\\') == std::string_view::npos) {
+        out.append(token);
+      } else {
+        out.append(maskEscaped(token));
+      }
+      continue;
+    }
+    out.append(token);
     std::size_t j = i;
     while (j < text.size() && isSpace(text[j])) ++j;
     if (j >= text.size() || text[j] != ':') continue;

@@ -226,6 +226,8 @@ TEST(NetworkLoggerPlugin, MasksSecretsInURLsAndBodies) {
       {R"([{"hash":12}])", R"([{"hash":"***"}])"},
       {R"({"hash":{"a":[1,"}"]},"x":"hash"})", R"({"hash":"***","x":"hash"})"},
       {R"({"note":"auth_token: x","auth_token" : null})", R"({"note":"auth_token: x","auth_token" : "***"})"},
+      {R"({"user":"{\"auth_token\": \"t\",\"hash\":7,\"n\":\"a\\b\"}"})",
+       R"({"user":"{\"auth_token\": \"***\",\"hash\":\"***\",\"n\":\"a\\b\"}"})"},
   };
   for (const auto& row : rows) EXPECT_EQ(NetworkLoggerPlugin::maskSecrets(row.in), row.out);
 }
