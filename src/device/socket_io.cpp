@@ -1,0 +1,49 @@
+#include "device/socket_io.h"
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <exception>
+#include <string>
+#include <thread>
+
+#include "tavrel/core/log.h"
+
+namespace tavrel::detail {
+namespace {
+
+thread_local bool isIoThread = false;
+
+struct SocketIo {
+  boost::asio::io_context context{1};
+  boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard{
+      context.get_executor()};
+  std::thread thread{[this] {
+    isIoThread = true;
+    for (;;) {
+      try {
+        context.run();
+        return;
+      } catch (const std::exception& e) {
+        debugPrint(std::string("socket I/O: a handler threw: ") + e.what());
+      } catch (...) {
+        debugPrint("socket I/O: a handler threw");
+      }
+    }
+  }};
+
+  ~SocketIo() {
+    guard.reset();
+    context.stop();
+    thread.join();
+  }
+};
+
+}  // namespace
+
+boost::asio::io_context& socketIoContext() {
+  static SocketIo io;
+  return io.context;
+}
+
+bool onSocketIoThread() { return isIoThread; }
+
+}  // namespace tavrel::detail
