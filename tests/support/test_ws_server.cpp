@@ -1,0 +1,373 @@
+#include "support/test_ws_server.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <variant>
+
+#include <boost/asio.hpp>
+#include <boost/asio/ssl.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/ssl.hpp>
+#include <boost/beast/websocket.hpp>
+
+#include "support/test_cert.h"
+
+namespace tavrel::test {
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace websocket = beast::websocket;
+using tcp = asio::ip::tcp;
+
+struct CloseOp {
+  std::uint16_t code;
+  std::string reason;
+};
+using Outgoing = std::variant<WsFrame, CloseOp>;
+
+}  // namespace
+
+// One connection; all of it runs on the server's thread.
+struct WsConnection::Session {
+  virtual ~Session() = default;
+  virtual void enqueue(std::vector<Outgoing> ops) = 0;
+  virtual void drop() = 0;
+};
+
+struct TestWsServer::Impl : std::enable_shared_from_this<Impl> {
+  explicit Impl(Options o) : options(std::move(o)) {
+    if (options.tls) tls.emplace(makeServerSslContext());
+  }
+
+  Options options;
+  asio::io_context io{1};
+  std::optional<asio::ssl::context> tls;
+  tcp::acceptor acceptor{io};
+  std::thread thread;
+  std::uint16_t port = 0;
+
+  mutable std::mutex mutex;
+  mutable std::condition_variable changed;
+  std::vector<WsConnectionRecord> records;
+  bool silent = false, ignoreClose = false, stopped = false;
+  ConnectHandler connectHandler;
+  MessageHandler messageHandler;
+  std::weak_ptr<WsConnection::Session> latest;
+  std::size_t latestId = 0;
+  // Server thread only: every session, kept until stop; silent sockets.
+  std::vector<std::shared_ptr<WsConnection::Session>> sessions;
+  std::vector<tcp::socket> silentSockets;
+
+  template <class F>
+  void update(std::size_t id, F change) {
+    std::lock_guard lock(mutex);
+    change(records[id - 1]);
+    changed.notify_all();
+  }
+
+  void accept();
+};
+
+namespace {
+
+template <class Stream>
+struct Session final : WsConnection::Session, std::enable_shared_from_this<Session<Stream>> {
+  template <class... Args>
+  Session(TestWsServer::Impl& s, std::size_t n, Args&&... args)
+      : server(s), ws(std::forward<Args>(args)...), id(n) {}
+
+  TestWsServer::Impl& server;
+  websocket::stream<Stream> ws;
+  std::size_t id;
+  beast::flat_buffer buffer;
+  http::request<http::string_body> request;
+  std::deque<Outgoing> queue;
+  Outgoing sending;  // the operation in flight owns its payload here
+  bool writing = false;
+
+  static constexpr bool tls = !std::is_same_v<Stream, beast::tcp_stream>;
+
+  WsConnection handle() { return WsConnection(server.shared_from_this(), this->weak_from_this(), id); }
+  void ended() { server.update(id, [](auto& r) { r.ended = true; }); }
+
+  void start() {
+    if constexpr (tls) {
+      ws.next_layer().async_handshake(asio::ssl::stream_base::server,
+                                      [self = this->shared_from_this()](beast::error_code ec) {
+                                        ec ? self->ended() : self->readRequest();
+                                      });
+    } else {
+      readRequest();
+    }
+  }
+
+  void readRequest() {
+    http::async_read(ws.next_layer(), buffer, request,
+                     [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
+                       ec ? self->ended() : self->upgrade();
+                     });
+  }
+
+  void upgrade() {
+    server.update(id, [this](auto& r) {
+      r.target = std::string(request.target());
+      for (const auto& f : request) r.headers.emplace_back(f.name_string(), f.value());
+    });
+    ws.async_accept(request, [self = this->shared_from_this()](beast::error_code ec) {
+      ec ? self->ended() : self->upgraded();
+    });
+  }
+
+  void upgraded() {
+    TestWsServer::ConnectHandler onConnect;
+    WsConnectionRecord record;
+    bool ignoreClose;
+    {
+      std::lock_guard lock(server.mutex);
+      auto& r = server.records[id - 1];
+      r.upgraded = true;
+      record = r;
+      server.latest = this->weak_from_this();
+      server.latestId = id;
+      onConnect = server.connectHandler;
+      ignoreClose = server.ignoreClose;
+      server.changed.notify_all();
+    }
+    if (onConnect) onConnect(handle(), record);
+    if (!ignoreClose) read();
+  }
+
+  void read() {
+    ws.async_read(buffer, [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
+      self->onRead(ec);
+    });
+  }
+
+  void onRead(beast::error_code ec) {
+    if (ec) {
+      server.update(id, [&](auto& r) {
+        if (ec == websocket::error::closed) {
+          r.closeCode = static_cast<std::uint16_t>(ws.reason().code);
+          r.closeReason.assign(ws.reason().reason.data(), ws.reason().reason.size());
+        }
+        r.ended = true;
+      });
+      return;
+    }
+    std::string message = beast::buffers_to_string(buffer.data());
+    buffer.consume(buffer.size());
+    TestWsServer::MessageHandler onMessage;
+    server.update(id, [&](auto& r) { r.received.push_back(message); });
+    {
+      std::lock_guard lock(server.mutex);
+      onMessage = server.messageHandler;
+    }
+    if (onMessage) onMessage(handle(), message);
+    read();
+  }
+
+  void enqueue(std::vector<Outgoing> ops) override {
+    for (auto& op : ops) queue.push_back(std::move(op));
+    if (!writing) writeNext();
+  }
+
+  void writeNext() {
+    writing = !queue.empty();
+    if (!writing) return;
+    sending = std::move(queue.front());
+    queue.pop_front();
+    auto next = [self = this->shared_from_this()](beast::error_code ec, auto&&...) {
+      if (ec) {
+        self->writing = false;
+        self->queue.clear();
+      } else {
+        self->writeNext();
+      }
+    };
+    if (auto* close = std::get_if<CloseOp>(&sending)) {
+      ws.async_close(websocket::close_reason(static_cast<websocket::close_code>(close->code), close->reason), next);
+      return;
+    }
+    auto& frame = std::get<WsFrame>(sending);
+    switch (frame.kind) {
+      case WsFrame::Kind::text:
+      case WsFrame::Kind::binary:
+        ws.text(frame.kind == WsFrame::Kind::text);
+        ws.async_write(asio::buffer(frame.payload), next);
+        break;
+      case WsFrame::Kind::ping: ws.async_ping(websocket::ping_data(frame.payload), next); break;
+      case WsFrame::Kind::pong: ws.async_pong(websocket::ping_data(frame.payload), next); break;
+    }
+  }
+
+  void drop() override {
+    beast::error_code ignored;
+    beast::get_lowest_layer(ws).socket().shutdown(tcp::socket::shutdown_both, ignored);
+    beast::get_lowest_layer(ws).close();
+    ended();
+  }
+};
+
+}  // namespace
+
+void TestWsServer::Impl::accept() {
+  acceptor.async_accept([this](beast::error_code ec, tcp::socket socket) {
+    if (ec) return;  // the acceptor was closed
+    std::size_t id;
+    bool silentNow;
+    {
+      std::lock_guard lock(mutex);
+      records.push_back({});
+      id = records.back().id = records.size();
+      silentNow = silent;
+      changed.notify_all();
+    }
+    socket.set_option(tcp::no_delay(true));
+    if (silentNow) {
+      silentSockets.push_back(std::move(socket));
+    } else if (tls) {
+      auto s = std::make_shared<Session<beast::ssl_stream<beast::tcp_stream>>>(
+          *this, id, std::move(socket), *tls);
+      sessions.push_back(s);
+      s->start();
+    } else {
+      auto s = std::make_shared<Session<beast::tcp_stream>>(*this, id, std::move(socket));
+      sessions.push_back(s);
+      s->start();
+    }
+    accept();
+  });
+}
+
+WsConnection::WsConnection(std::shared_ptr<void> server, std::weak_ptr<Session> session,
+                           std::size_t id)
+    : server_(std::move(server)), session_(std::move(session)), id_(id) {}
+
+namespace {
+template <class F>
+void onServerThread(const std::shared_ptr<void>& server, F task) {
+  asio::post(static_cast<TestWsServer::Impl*>(server.get())->io, std::move(task));
+}
+}  // namespace
+
+void WsConnection::send(WsFrame frame) const {
+  onServerThread(server_, [s = session_, op = Outgoing(std::move(frame))]() mutable {
+    if (auto session = s.lock()) session->enqueue({std::move(op)});
+  });
+}
+
+void WsConnection::send(std::vector<WsFrame> frames) const {
+  onServerThread(server_, [s = session_, frames = std::move(frames)]() mutable {
+    std::vector<Outgoing> ops(std::make_move_iterator(frames.begin()),
+                              std::make_move_iterator(frames.end()));
+    if (auto session = s.lock()) session->enqueue(std::move(ops));
+  });
+}
+
+void WsConnection::close(std::uint16_t code, std::string reason) const {
+  onServerThread(server_, [s = session_, op = Outgoing(CloseOp{code, std::move(reason)})]() mutable {
+    if (auto session = s.lock()) session->enqueue({std::move(op)});
+  });
+}
+
+void WsConnection::drop() const {
+  onServerThread(server_, [s = session_] {
+    if (auto session = s.lock()) session->drop();
+  });
+}
+
+TestWsServer::TestWsServer() : TestWsServer(Options{}) {}
+
+TestWsServer::TestWsServer(Options options) : impl_(std::make_shared<Impl>(std::move(options))) {
+  tcp::endpoint endpoint(asio::ip::make_address(impl_->options.address), 0);
+  impl_->acceptor.open(endpoint.protocol());
+  impl_->acceptor.set_option(tcp::acceptor::reuse_address(true));
+  impl_->acceptor.bind(endpoint);
+  impl_->acceptor.listen();
+  impl_->port = impl_->acceptor.local_endpoint().port();
+  impl_->accept();
+  impl_->thread = std::thread([impl = impl_.get()] { impl->io.run(); });
+}
+
+TestWsServer::~TestWsServer() { stop(); }
+
+void TestWsServer::stop() {
+  {
+    std::lock_guard lock(impl_->mutex);
+    if (impl_->stopped) return;
+    impl_->stopped = true;
+  }
+  asio::post(impl_->io, [impl = impl_.get()] {
+    beast::error_code ignored;
+    impl->acceptor.close(ignored);
+    for (auto& s : impl->sessions) s->drop();
+    for (auto& s : impl->silentSockets) s.close(ignored);
+  });
+  if (impl_->thread.joinable()) impl_->thread.join();
+  // Handlers may hold connection handles, which hold the server: let go.
+  std::lock_guard lock(impl_->mutex);
+  impl_->connectHandler = nullptr;
+  impl_->messageHandler = nullptr;
+}
+
+std::uint16_t TestWsServer::port() const { return impl_->port; }
+
+std::string TestWsServer::url(std::string_view pathAndQuery) const {
+  return std::string(impl_->options.tls ? "wss://" : "ws://") + impl_->options.address + ":" +
+         std::to_string(impl_->port) + std::string(pathAndQuery);
+}
+
+void TestWsServer::setSilentHandshake(bool on) {
+  std::lock_guard lock(impl_->mutex);
+  impl_->silent = on;
+}
+
+void TestWsServer::setIgnoreClose(bool on) {
+  std::lock_guard lock(impl_->mutex);
+  impl_->ignoreClose = on;
+}
+
+void TestWsServer::onConnect(ConnectHandler handler) {
+  std::lock_guard lock(impl_->mutex);
+  impl_->connectHandler = std::move(handler);
+}
+
+void TestWsServer::onMessage(MessageHandler handler) {
+  std::lock_guard lock(impl_->mutex);
+  impl_->messageHandler = std::move(handler);
+}
+
+std::optional<WsConnection> TestWsServer::current() const {
+  std::lock_guard lock(impl_->mutex);
+  if (impl_->latestId == 0) return std::nullopt;
+  return WsConnection(impl_, impl_->latest, impl_->latestId);
+}
+
+std::vector<WsConnectionRecord> TestWsServer::connections() const {
+  std::lock_guard lock(impl_->mutex);
+  return impl_->records;
+}
+
+bool TestWsServer::waitUntil(
+    const std::function<bool(const std::vector<WsConnectionRecord>&)>& done,
+    std::chrono::milliseconds timeout) const {
+  std::unique_lock lock(impl_->mutex);
+  return impl_->changed.wait_for(lock, timeout, [&] { return done(impl_->records); });
+}
+
+bool TestWsServer::waitForConnections(std::size_t count, std::chrono::milliseconds timeout) const {
+  return waitUntil(
+      [count](const auto& records) {
+        return static_cast<std::size_t>(std::count_if(records.begin(), records.end(),
+                                                      [](const auto& r) { return r.upgraded; })) >=
+               count;
+      },
+      timeout);
+}
+
+}  // namespace tavrel::test
