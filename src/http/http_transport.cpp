@@ -1,6 +1,8 @@
 #include "tavrel/http/http_transport.h"
 
 #include <curl/curl.h>
+#include <openssl/ssl.h>
+#include <openssl/x509.h>
 
 #include <algorithm>
 #include <atomic>
@@ -145,6 +147,14 @@ std::size_t onHeader(char* data, std::size_t, std::size_t size, void* user) {
   return size;
 }
 
+// Adds the trust anchors of TransportOptions::caFile to those libcurl has
+// already loaded from the system store.
+CURLcode addTrustAnchors(CURL*, void* sslContext, void* caFile) {
+  X509_STORE* store = SSL_CTX_get_cert_store(static_cast<SSL_CTX*>(sslContext));
+  if (store && X509_STORE_load_file(store, static_cast<const char*>(caFile)) == 1) return CURLE_OK;
+  return CURLE_SSL_CACERT_BADFILE;
+}
+
 bool isRedirect(long status) {
   return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
@@ -221,6 +231,10 @@ std::optional<URLError> HttpTransport::Core::configure(State& state, CURL* e) {
   curl_easy_setopt(e, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
   curl_easy_setopt(e, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(e, CURLOPT_SSL_VERIFYHOST, 2L);
+  if (!options.caFile.empty()) {
+    curl_easy_setopt(e, CURLOPT_SSL_CTX_FUNCTION, addTrustAnchors);
+    curl_easy_setopt(e, CURLOPT_SSL_CTX_DATA, options.caFile.c_str());
+  }
   curl_easy_setopt(e, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(e, CURLOPT_TCP_KEEPALIVE, 1L);
   curl_easy_setopt(e, CURLOPT_MAXFILESIZE_LARGE,
@@ -304,6 +318,8 @@ void HttpTransport::Core::finish(const StatePtr& state, CURLcode code) {
   std::string detail = state->errorText[0] ? state->errorText : curl_easy_strerror(code);
   if (mapped == URLError::Code::dataLengthExceedsMaximum) {
     detail = "the body is larger than " + std::to_string(state->maxBytes) + " bytes";
+  } else if (code == CURLE_SSL_CACERT_BADFILE && !options.caFile.empty()) {
+    detail = "cannot load trust anchors from " + options.caFile;
   }
   complete(*state, URLError(mapped, std::move(detail)));
 }

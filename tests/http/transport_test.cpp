@@ -10,6 +10,7 @@
 #include "http/origin.h"
 #include "http/test_target.h"
 #include "rx/recorder.h"
+#include "support/test_cert.h"
 
 namespace tavrel {
 namespace {
@@ -216,15 +217,22 @@ TEST(HttpTransport, QueuedRequestsAllSucceedWithinTheirOwnTimeout) {
   EXPECT_LE(server.connectionCount(), 4u);
 }
 
+TransportOptions trustingTheTestCertificate() {
+  TransportOptions options;
+  options.caFile = test::testCertificate().certFile.string();
+  return options;
+}
+
 // Redirects are followed within the origin only: elsewhere the 3xx is the
 // answer, and the other origin hears nothing (the body holds credentials).
+// From https that includes http on the same host.
 TEST(HttpTransport, FollowsRedirectsOnlyWithinTheOrigin) {
-  TestHttpServer server;
-  TestHttpServer elsewhere;
+  TestHttpServer server(TestHttpServer::Security::tls);
+  TestHttpServer plain;
   auto redirect = [](int status, std::string to) {
     return Reply{.status = status, .headers = {{"Location", std::move(to)}}, .body = ""};
   };
-  TransportOptions options;
+  TransportOptions options = trustingTheTestCertificate();
   options.maxRedirects = 2;
   HttpTransport transport(options);
   HttpRequest post;
@@ -232,11 +240,13 @@ TEST(HttpTransport, FollowsRedirectsOnlyWithinTheOrigin) {
   post.url = server.url("/a");
   post.body = "auth_token=secret";
 
-  server.enqueue(redirect(307, elsewhere.url("/stolen")));
-  auto away = fetch(transport, post);
-  ASSERT_TRUE(std::holds_alternative<HttpResponse>(away));
-  EXPECT_EQ(std::get<HttpResponse>(away).statusCode, 307);
-  EXPECT_EQ(std::get<HttpResponse>(away).header("Location"), elsewhere.url("/stolen"));
+  for (int status : {302, 307}) {
+    server.enqueue(redirect(status, plain.url("/stolen")));
+    auto away = fetch(transport, post);
+    ASSERT_TRUE(std::holds_alternative<HttpResponse>(away)) << std::get<URLError>(away).what();
+    EXPECT_EQ(std::get<HttpResponse>(away).statusCode, status);
+    EXPECT_EQ(std::get<HttpResponse>(away).header("Location"), plain.url("/stolen"));
+  }
 
   // Within the origin: 307 keeps the method and body, 303 turns into a GET.
   server.enqueue(redirect(307, "/b"));
@@ -247,15 +257,41 @@ TEST(HttpTransport, FollowsRedirectsOnlyWithinTheOrigin) {
   EXPECT_EQ(std::get<HttpResponse>(home).data, "done");
   EXPECT_EQ(std::get<HttpResponse>(home).url, server.url("/c"));
   auto seen = server.requests();
-  ASSERT_EQ(seen.size(), 4u);
-  EXPECT_EQ(seen[2].method + " " + seen[2].path + " " + seen[2].body, "POST /b auth_token=secret");
-  EXPECT_EQ(seen[3].method + " " + seen[3].path + " " + seen[3].body, "GET /c ");
+  ASSERT_EQ(seen.size(), 5u);
+  EXPECT_EQ(seen[3].method + " " + seen[3].path + " " + seen[3].body, "POST /b auth_token=secret");
+  EXPECT_EQ(seen[4].method + " " + seen[4].path + " " + seen[4].body, "GET /c ");
 
   for (int i = 0; i < 3; ++i) server.enqueue(redirect(302, "/again"));
   EXPECT_EQ(errorOf(fetch(transport, get(server.url("/loop")))),
             URLError::Code::httpTooManyRedirects);
-  EXPECT_EQ(server.requests().size(), 7u);
-  EXPECT_TRUE(elsewhere.requests().empty());
+  EXPECT_EQ(server.requests().size(), 8u);
+  EXPECT_TRUE(plain.requests().empty());
+}
+
+// caFile adds a trust anchor; it neither replaces verification nor the
+// check of the host name.
+TEST(HttpTransport, TrustsItsCaFileAndStillVerifiesThePeer) {
+  TestHttpServer server(TestHttpServer::Security::tls);
+  const std::string port = std::to_string(server.port());
+  HttpTransport trusting(trustingTheTestCertificate());
+  HttpTransport plain;
+  TransportOptions broken;
+  broken.caFile = "/nonexistent/ca.pem";
+  HttpTransport misconfigured(broken);
+
+  EXPECT_TRUE(std::holds_alternative<HttpResponse>(fetch(trusting, get(server.url("/ip")))));
+  EXPECT_TRUE(std::holds_alternative<HttpResponse>(
+      fetch(trusting, get("https://localhost:" + port + "/name"))));
+  // The same address under a name the certificate does not carry.
+  EXPECT_EQ(errorOf(fetch(trusting, get("https://[::ffff:127.0.0.1]:" + port + "/"))),
+            URLError::Code::serverCertificateUntrusted);
+  EXPECT_EQ(errorOf(fetch(plain, get(server.url("/")))),
+            URLError::Code::serverCertificateUntrusted);
+  auto unread = fetch(misconfigured, get(server.url("/")));
+  EXPECT_EQ(errorOf(unread), URLError::Code::serverCertificateUntrusted);
+  EXPECT_NE(std::string(std::get<URLError>(unread).what()).find("/nonexistent/ca.pem"),
+            std::string::npos);
+  EXPECT_EQ(server.requests().size(), 2u);
 }
 
 TEST(HttpTransport, OriginsDifferInSchemeHostOrPort) {

@@ -8,8 +8,11 @@
 #include <thread>
 
 #include <boost/asio.hpp>
+#include <boost/asio/ssl.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
+
+#include "support/test_cert.h"
 
 namespace tavrel::test {
 namespace {
@@ -89,6 +92,7 @@ struct TestHttpServer::Impl {
   tcp::acceptor acceptor{io};
   std::thread thread;
   std::uint16_t port = 0;
+  std::optional<asio::ssl::context> tls;  // set for an https server
 
   mutable std::mutex mutex;
   mutable std::condition_variable arrived;
@@ -98,10 +102,17 @@ struct TestHttpServer::Impl {
   std::size_t connections = 0;
   bool stopped = false;
 
+  struct SessionBase {
+    virtual ~SessionBase() = default;
+    virtual void closeNow() = 0;
+  };
+  template <typename Stream>
   struct Session;
   // Every session that is alive; pinned ones are kept even with no I/O pending.
-  std::vector<std::weak_ptr<Session>> sessions;
-  std::vector<std::shared_ptr<Session>> pinned;
+  std::vector<std::weak_ptr<SessionBase>> sessions;
+  std::vector<std::shared_ptr<SessionBase>> pinned;
+  template <typename Stream, typename... Args>
+  std::shared_ptr<SessionBase> startSession(std::size_t id, Args&&... args);
 
   Reply answer(const RecordedRequest& request) {
     Handler h;
@@ -129,12 +140,16 @@ struct TestHttpServer::Impl {
   void accept();
 };
 
-struct TestHttpServer::Impl::Session : std::enable_shared_from_this<Session> {
-  Session(Impl& owner, tcp::socket s, std::size_t n)
-      : impl(owner), socket(std::move(s)), id(n) {}
+// One connection, over a plain socket or a TLS stream on one.
+template <typename Stream>
+struct TestHttpServer::Impl::Session : SessionBase, std::enable_shared_from_this<Session<Stream>> {
+  template <typename... Args>
+  Session(Impl& owner, std::size_t n, Args&&... args)
+      : impl(owner), socket(std::forward<Args>(args)...), id(n) {}
 
+  using std::enable_shared_from_this<Session>::shared_from_this;
   Impl& impl;
-  tcp::socket socket;
+  Stream socket;
   std::size_t id;
   beast::flat_buffer buffer;
   std::optional<http::request_parser<http::string_body>> parser;
@@ -239,13 +254,34 @@ struct TestHttpServer::Impl::Session : std::enable_shared_from_this<Session> {
                       });
   }
 
-  void closeNow() {
+  // A TLS session reads its first request once the handshake is done.
+  void start() {
+    if constexpr (std::is_same_v<Stream, tcp::socket>) {
+      read();
+    } else {
+      socket.async_handshake(asio::ssl::stream_base::server,
+                             [self = shared_from_this()](beast::error_code ec) {
+                               if (!ec) self->read();
+                             });
+    }
+  }
+
+  void closeNow() override {
     beast::error_code ignored;
     timer.cancel();
-    socket.shutdown(tcp::socket::shutdown_both, ignored);
-    socket.close(ignored);
+    auto& lowest = beast::get_lowest_layer(socket);
+    lowest.shutdown(tcp::socket::shutdown_both, ignored);
+    lowest.close(ignored);
   }
 };
+
+template <typename Stream, typename... Args>
+std::shared_ptr<TestHttpServer::Impl::SessionBase> TestHttpServer::Impl::startSession(
+    std::size_t id, Args&&... args) {
+  auto session = std::make_shared<Session<Stream>>(*this, id, std::forward<Args>(args)...);
+  session->start();
+  return session;
+}
 
 void TestHttpServer::Impl::accept() {
   acceptor.async_accept([this](beast::error_code ec, tcp::socket socket) {
@@ -256,15 +292,16 @@ void TestHttpServer::Impl::accept() {
       id = ++connections;
     }
     socket.set_option(tcp::no_delay(true));
-    auto session = std::make_shared<Session>(*this, std::move(socket), id);
+    auto session = tls ? startSession<asio::ssl::stream<tcp::socket>>(id, std::move(socket), *tls)
+                       : startSession<tcp::socket>(id, std::move(socket));
     std::erase_if(sessions, [](const auto& w) { return w.expired(); });
-    sessions.push_back(session);
-    session->read();
+    sessions.push_back(std::move(session));
     accept();
   });
 }
 
-TestHttpServer::TestHttpServer() : impl_(std::make_shared<Impl>()) {
+TestHttpServer::TestHttpServer(Security security) : impl_(std::make_shared<Impl>()) {
+  if (security == Security::tls) impl_->tls.emplace(makeServerSslContext());
   tcp::endpoint endpoint(asio::ip::make_address("127.0.0.1"), 0);
   impl_->acceptor.open(endpoint.protocol());
   impl_->acceptor.set_option(tcp::acceptor::reuse_address(true));
@@ -298,7 +335,8 @@ void TestHttpServer::stop() {
 std::uint16_t TestHttpServer::port() const { return impl_->port; }
 
 std::string TestHttpServer::url(std::string_view path) const {
-  return "http://127.0.0.1:" + std::to_string(impl_->port) + std::string(path);
+  return (impl_->tls ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(impl_->port) +
+         std::string(path);
 }
 
 void TestHttpServer::enqueue(Reply reply) {

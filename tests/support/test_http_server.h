@@ -1,9 +1,11 @@
 #pragma once
-// A loopback HTTP/1.1 server for tests. It listens on 127.0.0.1 with an
-// ephemeral port, records every request it reads, and answers each one from a
-// queue of canned replies or from a handler. Besides ordinary answers it can
-// misbehave on purpose: never answer, drop the connection, stream a huge body,
-// or close in the middle of a body.
+// A loopback HTTP/1.1 server for tests, plain or over TLS with the run-time
+// certificate of test_cert.h (a client reaches it by trusting certFile). It
+// listens on 127.0.0.1 with an ephemeral port, records every request it
+// reads, and answers each one from a queue of canned replies or from a
+// handler. Besides ordinary answers it can misbehave on purpose: never
+// answer, drop the connection, stream a huge body, or close in the middle of
+// a body.
 
 #include <chrono>
 #include <cstddef>
@@ -64,16 +66,17 @@ struct Reply {
 class TestHttpServer {
  public:
   using Handler = std::function<Reply(const RecordedRequest&)>;
+  enum class Security { plain, tls };
 
   // Starts listening and serving at once, on a thread of its own.
-  TestHttpServer();
+  explicit TestHttpServer(Security security = Security::plain);
   // Stops and joins; connections still open are closed.
   ~TestHttpServer();
   TestHttpServer(const TestHttpServer&) = delete;
   TestHttpServer& operator=(const TestHttpServer&) = delete;
 
   std::uint16_t port() const;
-  // "http://127.0.0.1:<port>" followed by path (which should start with "/").
+  // "http://127.0.0.1:<port>" (https for a TLS server) followed by path (which should start with "/").
   std::string url(std::string_view path = "/") const;
 
   // Queues a reply; queued replies are used first, in order.

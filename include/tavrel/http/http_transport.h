@@ -26,6 +26,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <variant>
 
 #include "tavrel/http/http_message.h"
@@ -49,6 +50,10 @@ struct TransportOptions {
   long maxConnectionsPerHost = 8;
   // Workers of the callback queue.
   std::size_t callbackThreads = 2;
+  // A PEM file of additional trust anchors, such as a private CA; empty for
+  // none. The system store is always used, and every TLS peer is verified,
+  // host name included, whether this is set or not.
+  std::string caFile;
 };
 
 // The outcome of one request: the answer, whatever its status, or the failure.
