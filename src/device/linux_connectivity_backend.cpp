@@ -163,7 +163,11 @@ struct Watcher : std::enable_shared_from_this<Watcher> {
   void request(int step) {
     struct {
       nlmsghdr header;
-      rtmsg body;  // the largest of the three request bodies; only the family is read
+      union {  // every body begins with the address family, the only field set
+        ifinfomsg link;
+        ifaddrmsg addr;
+        rtmsg route;
+      } body;
     } message{};
     constexpr std::uint16_t types[] = {RTM_GETLINK, RTM_GETADDR, RTM_GETROUTE};
     constexpr std::size_t sizes[] = {sizeof(ifinfomsg), sizeof(ifaddrmsg), sizeof(rtmsg)};
@@ -172,7 +176,7 @@ struct Watcher : std::enable_shared_from_this<Watcher> {
     message.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     message.header.nlmsg_seq = seq;
     message.header.nlmsg_pid = port;
-    message.body.rtm_family = AF_UNSPEC;
+    message.body.route.rtm_family = AF_UNSPEC;
     sockaddr_nl kernel{};
     kernel.nl_family = AF_NETLINK;
     boost::system::error_code error;
