@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <future>
 #include <string>
 #include <vector>
@@ -27,13 +26,11 @@ using Attr = std::pair<std::uint16_t, std::string>;
 constexpr std::uint32_t kSeq = 7, kPort = 42;
 constexpr unsigned kUp = IFF_UP | IFF_RUNNING;
 
-Attr u32(std::uint16_t type, std::uint32_t value) {
-  return {type, std::string(reinterpret_cast<const char*>(&value), sizeof value)};
-}
+Attr u32(std::uint16_t type, std::uint32_t value) { return {type, std::string(reinterpret_cast<char*>(&value), 4)}; }
 
 // One netlink datagram, message by message.
 struct Datagram {
-  std::vector<unsigned char> bytes;
+  std::string bytes;
 
   template <class Body>
   Datagram& add(std::uint16_t type, const Body& body, std::vector<Attr> attrs = {},
@@ -45,9 +42,7 @@ struct Datagram {
       payload.append(reinterpret_cast<const char*>(&attr), sizeof attr).append(value);
     }
     const nlmsghdr header{static_cast<std::uint32_t>(NLMSG_LENGTH(payload.size())), type, 0, seq, pid};
-    bytes.insert(bytes.end(), reinterpret_cast<const unsigned char*>(&header),
-                 reinterpret_cast<const unsigned char*>(&header) + sizeof header);
-    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    bytes.append(reinterpret_cast<const char*>(&header), sizeof header).append(payload);
     bytes.resize(NLMSG_ALIGN(bytes.size()));
     return *this;
   }
@@ -63,69 +58,58 @@ struct Datagram {
     return add(RTM_NEWROUTE, r, {u32(RTA_TABLE, table), u32(RTA_PRIORITY, metric), u32(RTA_OIF, index)},
                seq, pid);
   }
+  DumpProgress read(NetState& state, std::size_t cut = 0) const {
+    return readDatagram({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size() - cut}, kSeq, kPort, state);
+  }
   NetState read() const {
     NetState state;
-    readDatagram(bytes, kSeq, kPort, state);
+    read(state);
     return state;
   }
 };
 
 TEST(NetlinkState, UsableDefaultRouteNeedsARunningLinkWithAGlobalAddress) {
+  auto eth0 = [](unsigned flags = kUp) { return Datagram().link(2, "eth0", flags); };
   const struct {
     const char* what;
-    std::function<void(Datagram&)> build;
+    Datagram messages;
     const char* link;  // "" for none
   } rows[] = {
-      {"wired path", [](Datagram& d) { d.link(2, "eth0", kUp).addr(2).route(2, 100); }, "eth0"},
-      {"no carrier", [](Datagram& d) { d.link(2, "eth0", IFF_UP).addr(2).route(2, 100); }, ""},
-      {"link-local address only", [](Datagram& d) { d.link(2, "eth0", kUp).addr(2, RT_SCOPE_LINK).route(2, 100); }, ""},
-      {"address still tentative",
-       [](Datagram& d) { d.link(2, "eth0", kUp).addr(2, RT_SCOPE_UNIVERSE, IFA_F_TENTATIVE).route(2, 100); }, ""},
-      {"route of another table", [](Datagram& d) { d.link(2, "eth0", kUp).addr(2).route(2, 100, 200); }, ""},
-      {"no default route", [](Datagram& d) { d.link(2, "eth0", kUp).addr(2).route(2, 100, RT_TABLE_MAIN, 24); }, ""},
-      {"loopback", [](Datagram& d) { d.link(1, "lo", kUp | IFF_LOOPBACK).addr(1).route(1, 0); }, ""},
-      {"lowest metric wins",
-       [](Datagram& d) { d.link(2, "eth0", kUp).link(3, "wlan0", kUp).addr(2).addr(3).route(2, 600).route(3, 50); },
-       "wlan0"},
-      {"news from others are only events",
-       [](Datagram& d) { d.link(2, "eth0", kUp).addr(2).route(2, 100, RT_TABLE_MAIN, 0, 0, 0); }, ""},
-      {"replies to an older dump are dropped",
-       [](Datagram& d) { d.link(2, "eth0", kUp).addr(2).route(2, 100, RT_TABLE_MAIN, 0, kSeq - 1); }, ""},
+      {"wired path", eth0().addr(2).route(2, 100), "eth0"},
+      {"no carrier", eth0(IFF_UP).addr(2).route(2, 100), ""},
+      {"link-local address only", eth0().addr(2, RT_SCOPE_LINK).route(2, 100), ""},
+      {"address still tentative", eth0().addr(2, RT_SCOPE_UNIVERSE, IFA_F_TENTATIVE).route(2, 100), ""},
+      {"route of another table", eth0().addr(2).route(2, 100, 200), ""},
+      {"no default route", eth0().addr(2).route(2, 100, RT_TABLE_MAIN, 24), ""},
+      {"lowest metric wins", eth0().link(3, "wlan0", kUp).addr(2).addr(3).route(2, 600).route(3, 50), "wlan0"},
+      {"news from others are only events", eth0().addr(2).route(2, 100, RT_TABLE_MAIN, 0, 0, 0), ""},
+      {"replies to an older dump are dropped", eth0().addr(2).route(2, 100, RT_TABLE_MAIN, 0, kSeq - 1), ""},
   };
   for (const auto& row : rows) {
-    Datagram d;
-    row.build(d);
-    const auto link = usableLink(d.read());
+    const auto link = usableLink(row.messages.read());
     EXPECT_EQ(link ? link->name : "", row.link) << row.what;
   }
 }
 
 TEST(NetlinkState, DatagramTellsTheEndOfTheDumpARefusalAndEvents) {
   NetState state;
-  const auto truncated = Datagram().link(2, "eth0", kUp).bytes;
-  auto progress = readDatagram(std::span(truncated).first(truncated.size() - 8), kSeq, kPort, state);
+  auto progress = Datagram().link(2, "eth0", kUp).read(state, 8);  // truncated
   EXPECT_FALSE(progress.done || progress.error || progress.event || !state.links.empty());
 
-  auto mixed = Datagram().route(2, 1, RT_TABLE_MAIN, 0, 0, 0).add(NLMSG_DONE, 0);
-  progress = readDatagram(mixed.bytes, kSeq, kPort, state);
-  EXPECT_TRUE(progress.done && progress.event);
-  EXPECT_TRUE(state.routes.empty());
+  progress = Datagram().route(2, 1, RT_TABLE_MAIN, 0, 0, 0).add(NLMSG_DONE, 0).read(state);
+  EXPECT_TRUE(progress.done && progress.event && state.routes.empty());
 
-  progress = readDatagram(Datagram().add(NLMSG_ERROR, nlmsgerr{-EBUSY, {}}).bytes, kSeq, kPort, state);
-  EXPECT_EQ(progress.error, EBUSY);
-  EXPECT_FALSE(progress.done);
+  progress = Datagram().add(NLMSG_ERROR, nlmsgerr{-EBUSY, {}}).read(state);
+  EXPECT_TRUE(progress.error == EBUSY && !progress.done);
 }
 
 TEST(NetlinkState, KindFromSysfsAndNoUsableStatusWithoutAConfirmedProbe) {
   const auto root = std::filesystem::path(testing::TempDir()) / "sys_class_net";
   std::filesystem::create_directories(root / "wl0" / "wireless");
   std::filesystem::create_directories(root / "ww0");
-  std::filesystem::create_directories(root / "en0");
   std::ofstream(root / "ww0" / "uevent") << "DEVTYPE=wwan\nINTERFACE=ww0\n";
-  std::ofstream(root / "en0" / "uevent") << "DEVTYPE=gadget\nINTERFACE=en0\n";
   EXPECT_EQ(linkKind(root, "wl0"), LinkKind::wifi);
   EXPECT_EQ(linkKind(root, "ww0"), LinkKind::cellular);
-  EXPECT_EQ(linkKind(root, "en0"), LinkKind::wired);
   EXPECT_EQ(linkKind(root, "missing"), LinkKind::wired);
 
   for (auto kind : {LinkKind::wired, LinkKind::wifi, LinkKind::cellular}) {
@@ -133,10 +117,8 @@ TEST(NetlinkState, KindFromSysfsAndNoUsableStatusWithoutAConfirmedProbe) {
     EXPECT_TRUE(isUsable(decideStatus(kind, Probe::passed)));
     EXPECT_EQ(decideStatus(kind, Probe::pending), S::determining);
     EXPECT_FALSE(isUsable(decideStatus(kind, Probe::failed)));
-    EXPECT_EQ(decideStatus(std::nullopt, Probe::passed), S::notConnected);
   }
-  EXPECT_EQ(decideStatus(LinkKind::wifi, Probe::failed), S::connectedViaWiFiWithoutInternet);
-  EXPECT_EQ(decideStatus(LinkKind::cellular, Probe::passed), S::connectedViaCellular);
+  EXPECT_EQ(decideStatus(std::nullopt, Probe::passed), S::notConnected);
 }
 
 TEST(ConnectivityProbe, PassesOnlyOnASuccessfulAnswerInTime) {
@@ -148,7 +130,6 @@ TEST(ConnectivityProbe, PassesOnlyOnASuccessfulAnswerInTime) {
     bool passed;
   } rows[] = {
       {test::Reply::text(204, ""), true},
-      {test::Reply::text(200, "ok"), true},
       {[] { auto r = test::Reply::text(302, ""); r.headers = {{"Location", "http://portal.invalid/"}}; return r; }(), false},
       {test::Reply::text(503, "busy"), false},
       {test::Reply::close(), false},
@@ -176,7 +157,6 @@ TEST(LinuxConnectivity, ReportsSomeStatusOfThisMachineWithinABound) {
   ASSERT_EQ(status.wait_for(std::chrono::seconds(15)), std::future_status::ready);
   const auto seen = status.get();
   EXPECT_NE(seen, S::determining) << toString(seen);
-  RecordProperty("connectivity", toString(seen));
   // With a usable path, the answer came from the probe of that server.
   if (isUsable(seen)) {
     EXPECT_EQ(server.requests().size(), 1u);
