@@ -19,6 +19,7 @@
 #include "device/probe.h"
 #include "device/socket_io.h"
 #include "tavrel/core/log.h"
+#include "tavrel/http/http_transport.h"
 #include "tavrel/rx/observable.h"
 #include "tavrel/rx/subjects.h"
 
@@ -247,9 +248,12 @@ struct Watcher : std::enable_shared_from_this<Watcher> {
     answerChecks();
   }
 
+  // On the HTTP layer's callback queue: the I/O thread runs no caller's code.
   void answerChecks() {
-    const auto now = status.load();
-    for (auto& done : std::exchange(checks, {})) done(now);
+    if (checks.empty()) return;
+    HttpTransport::shared().post([checks = std::exchange(checks, {}), now = status.load()] {
+      for (const auto& done : checks) done(now);
+    });
   }
 
   void close() {

@@ -15,6 +15,10 @@
 // while it is probed again), and a failed probe gives the ...WithoutInternet
 // case (`notConnected` for a wired path). The probe is repeated on every
 // change, and on `check` once the last one is older than `probeMaxAge`.
+//
+// Watchers are called on the socket layer's I/O thread, so they must be
+// short and never block (Connectivity only queues its handlers there);
+// `check` answers on the HTTP layer's callback queue.
 
 #include <chrono>
 #include <memory>
