@@ -20,6 +20,7 @@
 
 #include <curl/curl.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,6 +57,15 @@ using Ids = std::vector<tavrel::SimpleId>;
 
 double seconds(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// User and system time of this process, every thread of it; the server is
+// another process.
+double clientCpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  auto sec = [](const timeval& t) { return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6; };
+  return sec(usage.ru_utime) + sec(usage.ru_stime);
 }
 
 void pinTo(int first, int last) {
@@ -322,8 +332,10 @@ Latency runLatency(bool withBig, double idleMs) {
 
 int main(int argc, char** argv) {
   bool pin = sysconf(_SC_NPROCESSORS_ONLN) > 1;
+  std::string only;  // --only curl|transport: that side alone, for a profiler
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--no-pin") == 0) pin = false;
+    if (std::strcmp(argv[i], "--only") == 0 && i + 1 < argc) only = argv[++i];
   }
   int portPipe[2], lifePipe[2];
   if (pipe(portPipe) != 0 || pipe(lifePipe) != 0) return 2;
@@ -355,6 +367,19 @@ int main(int argc, char** argv) {
   tavrel::setDebugSink([](std::string_view) {});
 
   int failures = 0;
+  if (!only.empty()) {
+    for (int round = 0; round < kRounds; ++round) {
+      int f = 0;
+      const double cpu = clientCpuSeconds();
+      const double rate = only == "curl" ? runCurl(url, f) : runTransport(url, f);
+      std::printf("%s: %.0f requests/s, %.1f us of client CPU per request\n", only.c_str(), rate,
+                  (clientCpuSeconds() - cpu) * 1e6 / kTotal);
+      failures += f;
+    }
+    close(lifePipe[1]);
+    waitpid(child, nullptr, 0);
+    return failures == 0 ? 0 : 1;
+  }
   std::vector<double> ours, provider, logged, curl;
   std::vector<double> oursRatio, providerRatio, loggedRatio;
   for (int round = 0; round < kRounds; ++round) {

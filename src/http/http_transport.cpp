@@ -58,8 +58,8 @@ struct HttpTransport::Core {
   std::vector<StatePtr> cancels;
   bool stopping = false;
   CURLM* multi = nullptr;  // made with the thread, freed by it
+  bool polling = false;    // the I/O thread waits, or is about to, in curl_multi_poll
   std::thread thread;
-  std::thread::id ioThread;
 
   // I/O thread only.
   struct Origin {
@@ -82,12 +82,16 @@ struct HttpTransport::Core {
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
     curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
     thread = std::thread([self] { self->run(); });
-    ioThread = thread.get_id();
   }
 
-  // Wakes the I/O thread; from that thread itself the loop comes round anyway.
+  // Wakes the I/O thread if it waits in curl_multi_poll, once per wait:
+  // while it runs it looks at what was queued before it waits again. A burst
+  // of sends from one batch of completions costs a single wakeup.
   void wakeLocked() {
-    if (multi && std::this_thread::get_id() != ioThread) curl_multi_wakeup(multi);
+    if (polling && multi) {
+      polling = false;
+      curl_multi_wakeup(multi);
+    }
   }
 
   void run();
@@ -378,6 +382,7 @@ void HttpTransport::Core::run() {
     std::vector<StatePtr> cancelling;
     {
       std::lock_guard lock(mutex);
+      polling = false;
       if (stopping) break;  // shutdown() takes what is still queued
       starting.swap(incoming);
       cancelling.swap(cancels);
@@ -402,12 +407,12 @@ void HttpTransport::Core::run() {
       finish(state, msg->data.result);
     }
     handOver();
-    bool more;
+    bool wait;
     {
       std::lock_guard lock(mutex);
-      more = !incoming.empty() || !cancels.empty() || stopping;
+      wait = polling = incoming.empty() && cancels.empty() && !stopping;
     }
-    if (!more) curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+    if (wait) curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
   }
   shutdown();
 }
