@@ -149,6 +149,7 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
   }
 
   void onRead(beast::error_code ec) {
+    if (ec == asio::error::operation_aborted) return;  // a close or a drop says the rest
     if (ec) {
       server.update(id, [&](auto& r) {
         if (ec == websocket::error::closed) {
@@ -190,7 +191,13 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
       }
     };
     if (auto* close = std::get_if<CloseOp>(&sending)) {
-      ws.async_close(websocket::close_reason(static_cast<websocket::close_code>(close->code), close->reason), next);
+      // Reading goes to the close until the client's answer; the read loop
+      // then ends with operation_aborted and the answer is recorded here.
+      ws.async_close(websocket::close_reason(static_cast<websocket::close_code>(close->code), close->reason),
+                     [self = this->shared_from_this()](beast::error_code ec) {
+                       self->writing = false;
+                       self->onRead(ec ? ec : beast::error_code(websocket::error::closed));
+                     });
       return;
     }
     auto& frame = std::get<WsFrame>(sending);

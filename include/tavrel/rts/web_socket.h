@@ -27,6 +27,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
@@ -112,6 +113,8 @@ class WebSocket {
  public:
   // `protocols` go into Sec-WebSocket-Protocol when not empty.
   explicit WebSocket(URLRequest request, std::vector<std::string> protocols = {});
+  // Closes an open connection (1001) without waiting; nothing is delivered
+  // afterwards.
   virtual ~WebSocket();
   WebSocket(const WebSocket&) = delete;
   WebSocket& operator=(const WebSocket&) = delete;
@@ -121,14 +124,23 @@ class WebSocket {
   URLRequest request;
   // Largest message accepted; see the limits above.
   std::size_t maxMessageBytes = 16u * 1024 * 1024;
+  // A PEM file of certificates that wss peers may also chain to, besides the
+  // system's trust store (a private CA, or a test server's own certificate).
+  // Read at each connect; a file that cannot be read fails the connect with
+  // an `Error` event.
+  std::optional<std::filesystem::path> extraCaFile;
 
-  // Where events are delivered; the main queue by default.
+  // Where events are delivered; the main queue by default (also when given
+  // none). Set it before connecting: events already on their way stay on
+  // the queue they were given to.
   void setCallbackQueue(rx::SchedulerPtr queue);
 
   virtual void connect();
-  // Sends a close frame with `closeCode` and waits for the far side's close.
-  // With `forceTimeout`, a far side that does not answer within that many
-  // seconds is cut off (event `Cancelled`). Does nothing without a connection.
+  // Sends a close frame with `closeCode` and waits for the far side's close,
+  // at most the request's timeout (then `Error` timedOut). With
+  // `forceTimeout`, a far side that does not answer within that many seconds
+  // is cut off (event `Cancelled`); a connection still opening is cut at once
+  // (`Cancelled`). Does nothing without a connection, or a second time.
   virtual void disconnect(std::optional<double> forceTimeout = std::nullopt,
                           std::uint16_t closeCode = static_cast<std::uint16_t>(CloseCode::normal));
   // Sends one text message on the open connection; dropped without one.
@@ -142,6 +154,7 @@ class WebSocket {
 
  private:
   struct Impl;
+  std::vector<std::string> protocols_;
   std::shared_ptr<Impl> impl_;
 };
 
