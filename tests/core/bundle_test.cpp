@@ -149,12 +149,9 @@ TEST_F(BundleTest, LocalizeChoosesLanguageAndFallsBackToTheText) {
                "unquoted_key = \"bare\";\n\"Сам\";\n");
   bundle.write("pt_BR.lproj/Localizable.strings", "\"Привет\" = \"Olá\";");
   // UTF-16 big-endian with a byte-order mark.
-  const std::u16string de = u"\"Привет\" = \"Hallo\";";
   std::string utf16be = "\xFE\xFF";
-  for (char16_t u : de) {
-    utf16be.push_back(static_cast<char>(u >> 8));
-    utf16be.push_back(static_cast<char>(u & 0xFF));
-  }
+  for (char16_t u : std::u16string(u"\"Привет\" = \"Hallo\";"))
+    utf16be += {static_cast<char>(u >> 8), static_cast<char>(u & 0xFF)};
   bundle.write("de.lproj/Localizable.strings", utf16be);
   bundle.write("ru.lproj/Localizable.strings", "\"Привет\" = \"Здравствуй\";");
   Bundle::registerMain(bundle.dir());

@@ -2,10 +2,11 @@
 
 #include <regex>
 #include <string>
+#include <vector>
 
 #include "core/system_data.h"
+#include "tavrel/core/log.h"
 #include "tavrel/core/log_error.h"
-#include "tavrel/core/network_settings.h"
 #include "tavrel/core/resources.h"
 #include "tavrel/core/result.h"
 #include "tavrel/core/ui_error.h"
@@ -37,9 +38,8 @@ TEST(Result, AccessorsAndTranslateKeepSuccessOrError) {
   Result<std::unique_ptr<int>> owned = std::make_unique<int>(5);
   auto value = std::move(owned).translate([](std::unique_ptr<int> p) { return *p + 1; });
   EXPECT_EQ(value.success(), 6);
-}
 
-TEST(Result, RequestSucceedIsFalseForEveryError) {
+  // Only a true success succeeds; every error fails.
   EXPECT_TRUE(Result<bool>(true).requestSucceed());
   EXPECT_FALSE(Result<bool>(false).requestSucceed());
   for (const auto& e : {Error::custom(""), Error::debug("d"), Error::noInternet(), Error::empty()})
@@ -64,13 +64,6 @@ TEST(UIRepresentableError, CasesDescriptionsAndEquality) {
   EXPECT_STREQ(Error::noInternet().what(), "Нет интернет соединения");
 }
 
-TEST(NetworkSettings, TokenDependsOnConnectionType) {
-  auto settings = std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::app, "x", "7", "u");
-  EXPECT_EQ(settings->getToken(), "appm-7-x");
-  settings->connection = NetworkSettings::ConnectionType::sdk;
-  EXPECT_EQ(settings->getToken(), "x");
-}
-
 TEST(Color, HexConstructors) {
   EXPECT_EQ(Color::fromHex(0xFF0000), Color::red());
   EXPECT_EQ(Color::fromHex(0x1000000), std::nullopt);
@@ -82,6 +75,17 @@ TEST(Color, HexConstructors) {
       {"-12345", std::nullopt},             {"#+12345", std::nullopt},
   };
   for (const auto& c : cases) EXPECT_EQ(Color::fromHex(std::string_view(c.text)), c.expected) << c.text;
+}
+
+TEST(DebugSink, HostSinkReceivesLinesAndThrowingSinkIsContained) {
+  std::vector<std::string> lines;
+  setDebugSink([&](std::string_view l) { lines.emplace_back(l); });
+  debugPrint("one");
+  debugPrint("");
+  EXPECT_EQ(lines, (std::vector<std::string>{"one", ""}));
+  setDebugSink([](std::string_view) { throw 1; });
+  EXPECT_NO_THROW(debugPrint("lost"));
+  setDebugSink(nullptr);
 }
 
 TEST(LogError, HeaderCarriesTimeFileFunctionAndLine) {

@@ -17,10 +17,6 @@ std::vector<std::string> strings(std::span<const std::string_view> views) {
   return {views.begin(), views.end()};
 }
 
-bool contains(const std::string& text, std::string_view part) {
-  return text.find(part) != std::string::npos;
-}
-
 TEST(EmojiCatalogue, CountsDistributionsAndUniqueness) {
   const auto all = allCases<Emoji>();
   ASSERT_EQ(all.size(), 2800u);
@@ -51,40 +47,6 @@ TEST(EmojiCatalogue, CountsDistributionsAndUniqueness) {
             (std::map<std::size_t, int>{{1, 1670}, {2, 585}, {3, 496}, {4, 40}, {5, 9}}));
   EXPECT_EQ(longestName, emoji_data::kMaxShortnameLength);
   EXPECT_EQ(longestText, emoji_data::kMaxCodepointLength);
-}
-
-TEST(EmojiCatalogue, KindsOfRows) {
-  int bareAscii = 0, toned = 0, toneAliases = 0, flags = 0, joined = 0, onlyWithFe0f = 0;
-  const std::string fe0f = "\uFE0F", zwj = "\u200D";
-  const char* tones[] = {"\U0001F3FB", "\U0001F3FC", "\U0001F3FD", "\U0001F3FE", "\U0001F3FF"};
-  for (auto e : allCases<Emoji>()) {
-    const auto ns = strings(shortnames(e));
-    const auto ts = strings(codepoints(e));
-    bareAscii += std::count_if(ts.begin(), ts.end(), [](auto& t) { return t.size() == 1; });
-    const auto& first = ts[0];
-    toned += std::any_of(std::begin(tones), std::end(tones),
-                         [&](auto tone) { return contains(first, tone); });
-    for (std::size_t i = 1; i < ns.size(); ++i) toneAliases += ns[i].ends_with("_skin_tone");
-    // A pair of regional indicators: F0 9F 87 A6..BF, twice.
-    const std::string indicator = "\xF0\x9F\x87";  // U+1F1E6..U+1F1FF
-    if (first.size() == 8 && first.starts_with(indicator) && first.substr(4, 3) == indicator) {
-      ++flags;
-      if (ns[0] != "united_nations") {
-        EXPECT_TRUE(ns[0].starts_with("flag_") && ns.size() >= 2) << ns[0];
-      }
-    }
-    joined += std::any_of(ts.begin(), ts.end(), [&](auto& t) { return contains(t, zwj); });
-    // One scalar and U+FE0F, with no other form.
-    const auto lead = static_cast<unsigned char>(first[0]);
-    const std::size_t scalar = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    onlyWithFe0f += ts.size() == 1 && first.size() == scalar + 3 && first.ends_with(fe0f);
-  }
-  EXPECT_EQ(bareAscii, 11);
-  EXPECT_EQ(toned, 1145);
-  EXPECT_EQ(toneAliases, 730);
-  EXPECT_EQ(flags, 258);
-  EXPECT_EQ(joined, 774);
-  EXPECT_EQ(onlyWithFe0f, 53);
 }
 
 // One row per rule of the table: which form comes first, aliases, keycaps,

@@ -1,5 +1,4 @@
-// Time and threads: virtual-time debounce, observeOn, share, the main queue
-// and Driver.
+// Time and threads: virtual-time debounce, share, the main queue and Driver.
 
 #include <gtest/gtest.h>
 
@@ -81,22 +80,6 @@ TEST(Operators, DebounceOnVirtualTime) {
     EXPECT_EQ(got, c.expected) << c.name;
     d.dispose();
   }
-}
-
-TEST(Operators, ObserveOnDeliversInOrderOnlyWhenTheSchedulerRuns) {
-  auto scheduler = std::make_shared<TestScheduler>();
-  PublishSubject<int> source;
-  rxtest::Recorder<int> r;
-  auto d = r.subscribe(source.asObservable().observeOn(scheduler));
-  source.onNext(1);
-  source.onNext(2);
-  EXPECT_TRUE(r.log.empty());
-  scheduler->advanceBy(0ms);
-  source.onNext(3);
-  source.onCompleted();
-  EXPECT_EQ(r.log, (Log{"1", "2"}));
-  scheduler->advanceBy(0ms);
-  EXPECT_EQ(r.log, (Log{"1", "2", "3", "C"}));
 }
 
 // A source that counts its subscriptions and disposals and hands its

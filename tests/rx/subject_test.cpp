@@ -125,31 +125,26 @@ TEST(Subjects, TwoThreadsFeedingSubjectsThatFeedEachOtherDoNotDeadlock) {
   // Odd numbers cross over once; even ones stay. Serializing by holding a lock
   // while delivering would deadlock here as soon as both threads cross.
   constexpr int kPerThread = 3000;
-  PublishSubject<int> left, right;
-  std::atomic<int> leftSeen{0}, rightSeen{0};
+  PublishSubject<int> subjects[2];
+  std::atomic<int> seen[2] = {0, 0};
   DisposeBag bag;
-  left.asObservable()
-      .subscribe([&](int x) {
-        leftSeen.fetch_add(1);
-        if (x % 2 == 1) right.onNext(x + 1);
-      })
-      .disposed(bag);
-  right.asObservable()
-      .subscribe([&](int x) {
-        rightSeen.fetch_add(1);
-        if (x % 2 == 1) left.onNext(x + 1);
-      })
-      .disposed(bag);
-  std::thread a([&] {
-    for (int i = 0; i < kPerThread; ++i) left.onNext(i);
-  });
-  std::thread b([&] {
-    for (int i = 0; i < kPerThread; ++i) right.onNext(i);
-  });
-  a.join();
-  b.join();
-  EXPECT_EQ(leftSeen.load(), kPerThread + kPerThread / 2);
-  EXPECT_EQ(rightSeen.load(), kPerThread + kPerThread / 2);
+  std::vector<std::thread> feeders;
+  for (int side : {0, 1}) {
+    subjects[side]
+        .asObservable()
+        .subscribe([&, side](int x) {
+          seen[side].fetch_add(1);
+          if (x % 2 == 1) subjects[1 - side].onNext(x + 1);
+        })
+        .disposed(bag);
+  }
+  for (int side : {0, 1}) {
+    feeders.emplace_back([&, side] {
+      for (int i = 0; i < kPerThread; ++i) subjects[side].onNext(i);
+    });
+  }
+  for (auto& f : feeders) f.join();
+  for (int side : {0, 1}) EXPECT_EQ(seen[side].load(), kPerThread + kPerThread / 2);
 }
 
 TEST(Subjects, NothingArrivesOnceDisposeReturnsWhicheverWayItSubscribed) {
