@@ -518,7 +518,7 @@ int runCall(std::string_view name, const CommandSpec& spec, std::span<const std:
   }
   Server server;
   try {
-    server = configuredServer();
+    if (spec.needsApiUrl) server = configuredServer();
   } catch (const std::exception& e) {
     io.err << prefix << ": " << e.what() << '\n';
     return kBadConfig;

@@ -87,6 +87,8 @@ struct CommandSpec {
   // ("DIALOG"): they go into the request's path, so only ASCII letters,
   // digits, "-" and "_" are taken.
   std::vector<std::string_view> ids = {};
+  // false for a command that sends no HTTP request: no apiUrl is needed.
+  bool needsApiUrl = true;
 };
 
 // How one stream ended.
