@@ -120,8 +120,7 @@ TEST(WebSocket, EndsAsEachSideOrTheNetworkEndsIt) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(static_cast<int>(c.ender));
-    TestWsServer server;
-    server.setIgnoreClose(c.serverIgnoresClose);
+    TestWsServer server({.ignoreClose = c.serverIgnoresClose});
     WebSocket ws(requestFor(server.url(), 0.3));
     Recorder rec(ws);
     ws.connect();
@@ -255,20 +254,18 @@ TEST(WebSocket, OpeningFailsWithAnError) {
   struct Case {
     const char* name;
     TestWsServer::Options options;
-    bool silent;
     bool trustTestCa;
     Kind kind;
   };
   const Case cases[] = {
-      {"silent ws", {}, true, false, Kind::timedOut},
-      {"silent wss", {true}, true, true, Kind::timedOut},
-      {"untrusted", {true}, false, false, Kind::cannotConnect},
-      {"host not in the certificate", {true, "127.0.0.2"}, false, true, Kind::cannotConnect},
+      {"silent ws", {.silentHandshake = true}, false, Kind::timedOut},
+      {"silent wss", {.tls = true, .silentHandshake = true}, true, Kind::timedOut},
+      {"untrusted", {.tls = true}, false, Kind::cannotConnect},
+      {"host not in the certificate", {.tls = true, .address = "127.0.0.2"}, true, Kind::cannotConnect},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     TestWsServer server(c.options);
-    server.setSilentHandshake(c.silent);
     WebSocket ws(requestFor(server.url(), 0.3));
     if (c.trustTestCa) ws.extraCaFile = caFile;
     Recorder rec(ws);
@@ -277,7 +274,7 @@ TEST(WebSocket, OpeningFailsWithAnError) {
     auto* e = rec.next<WebSocketEvent::Error>();
     ASSERT_NE(e, nullptr);
     EXPECT_EQ(e->error.kind, c.kind) << e->error.message;
-    if (c.silent) {
+    if (c.options.silentHandshake) {
       auto took = std::chrono::steady_clock::now() - started;
       EXPECT_GE(took, 250ms);
       EXPECT_LT(took, 3s);
@@ -286,8 +283,7 @@ TEST(WebSocket, OpeningFailsWithAnError) {
   }
 
   // A socket still opening is cut at once.
-  TestWsServer silent;
-  silent.setSilentHandshake(true);
+  TestWsServer silent({.silentHandshake = true});
   WebSocket ws(requestFor(silent.url()));
   Recorder rec(ws);
   ws.connect();

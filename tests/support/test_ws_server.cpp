@@ -4,7 +4,6 @@
 #include <deque>
 #include <mutex>
 #include <thread>
-#include <variant>
 
 #include <boost/asio.hpp>
 #include <boost/asio/ssl.hpp>
@@ -24,18 +23,12 @@ namespace http = beast::http;
 namespace websocket = beast::websocket;
 using tcp = asio::ip::tcp;
 
-struct CloseOp {
-  std::uint16_t code;
-  std::string reason;
-};
-using Outgoing = std::variant<WsFrame, CloseOp>;
-
 }  // namespace
 
 // One connection; all of it runs on the server's thread.
 struct WsConnection::Session {
   virtual ~Session() = default;
-  virtual void enqueue(std::vector<Outgoing> ops) = 0;
+  virtual void enqueue(std::vector<WsFrame> frames) = 0;
   virtual void drop() = 0;
 };
 
@@ -54,7 +47,7 @@ struct TestWsServer::Impl : std::enable_shared_from_this<Impl> {
   mutable std::mutex mutex;
   mutable std::condition_variable changed;
   std::vector<WsConnectionRecord> records;
-  bool silent = false, ignoreClose = false, stopped = false;
+  bool stopped = false;
   ConnectHandler connectHandler;
   MessageHandler messageHandler;
   std::weak_ptr<WsConnection::Session> latest;
@@ -86,8 +79,8 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
   std::size_t id;
   beast::flat_buffer buffer;
   http::request<http::string_body> request;
-  std::deque<Outgoing> queue;
-  Outgoing sending;  // the operation in flight owns its payload here
+  std::deque<WsFrame> queue;
+  WsFrame sending;  // the frame in flight owns its payload here
   bool writing = false;
 
   static constexpr bool tls = !std::is_same_v<Stream, beast::tcp_stream>;
@@ -95,51 +88,43 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
   WsConnection handle() { return WsConnection(server.shared_from_this(), this->weak_from_this(), id); }
   void ended() { server.update(id, [](auto& r) { r.ended = true; }); }
 
+  // A completion handler that goes on with `next`, or records the end.
+  auto then(void (Session::*next)()) {
+    return [self = this->shared_from_this(), next](beast::error_code ec, auto&&...) {
+      ec ? self->ended() : ((*self).*next)();
+    };
+  }
+
   void start() {
     if constexpr (tls) {
-      ws.next_layer().async_handshake(asio::ssl::stream_base::server,
-                                      [self = this->shared_from_this()](beast::error_code ec) {
-                                        ec ? self->ended() : self->readRequest();
-                                      });
+      ws.next_layer().async_handshake(asio::ssl::stream_base::server, then(&Session::readRequest));
     } else {
       readRequest();
     }
   }
 
-  void readRequest() {
-    http::async_read(ws.next_layer(), buffer, request,
-                     [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
-                       ec ? self->ended() : self->upgrade();
-                     });
-  }
+  void readRequest() { http::async_read(ws.next_layer(), buffer, request, then(&Session::upgrade)); }
 
   void upgrade() {
     server.update(id, [this](auto& r) {
       r.target = std::string(request.target());
       for (const auto& f : request) r.headers.emplace_back(f.name_string(), f.value());
     });
-    ws.async_accept(request, [self = this->shared_from_this()](beast::error_code ec) {
-      ec ? self->ended() : self->upgraded();
-    });
+    ws.async_accept(request, then(&Session::upgraded));
   }
 
   void upgraded() {
     TestWsServer::ConnectHandler onConnect;
     WsConnectionRecord record;
-    bool ignoreClose;
-    {
-      std::lock_guard lock(server.mutex);
-      auto& r = server.records[id - 1];
+    server.update(id, [&](auto& r) {
       r.upgraded = true;
       record = r;
       server.latest = this->weak_from_this();
       server.latestId = id;
       onConnect = server.connectHandler;
-      ignoreClose = server.ignoreClose;
-      server.changed.notify_all();
-    }
+    });
     if (onConnect) onConnect(handle(), record);
-    if (!ignoreClose) read();
+    if (!server.options.ignoreClose) read();
   }
 
   void read() {
@@ -163,17 +148,16 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
     std::string message = beast::buffers_to_string(buffer.data());
     buffer.consume(buffer.size());
     TestWsServer::MessageHandler onMessage;
-    server.update(id, [&](auto& r) { r.received.push_back(message); });
-    {
-      std::lock_guard lock(server.mutex);
+    server.update(id, [&](auto& r) {
+      r.received.push_back(message);
       onMessage = server.messageHandler;
-    }
+    });
     if (onMessage) onMessage(handle(), message);
     read();
   }
 
-  void enqueue(std::vector<Outgoing> ops) override {
-    for (auto& op : ops) queue.push_back(std::move(op));
+  void enqueue(std::vector<WsFrame> frames) override {
+    for (auto& f : frames) queue.push_back(std::move(f));
     if (!writing) writeNext();
   }
 
@@ -183,32 +167,25 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
     sending = std::move(queue.front());
     queue.pop_front();
     auto next = [self = this->shared_from_this()](beast::error_code ec, auto&&...) {
-      if (ec) {
-        self->writing = false;
-        self->queue.clear();
-      } else {
-        self->writeNext();
-      }
+      if (ec) self->queue.clear();
+      self->writeNext();
     };
-    if (auto* close = std::get_if<CloseOp>(&sending)) {
-      // Reading goes to the close until the client's answer; the read loop
-      // then ends with operation_aborted and the answer is recorded here.
-      ws.async_close(websocket::close_reason(static_cast<websocket::close_code>(close->code), close->reason),
-                     [self = this->shared_from_this()](beast::error_code ec) {
-                       self->writing = false;
-                       self->onRead(ec ? ec : beast::error_code(websocket::error::closed));
-                     });
-      return;
-    }
-    auto& frame = std::get<WsFrame>(sending);
-    switch (frame.kind) {
+    switch (sending.kind) {
       case WsFrame::Kind::text:
       case WsFrame::Kind::binary:
-        ws.text(frame.kind == WsFrame::Kind::text);
-        ws.async_write(asio::buffer(frame.payload), next);
+        ws.text(sending.kind == WsFrame::Kind::text);
+        ws.async_write(asio::buffer(sending.payload), next);
         break;
-      case WsFrame::Kind::ping: ws.async_ping(websocket::ping_data(frame.payload), next); break;
-      case WsFrame::Kind::pong: ws.async_pong(websocket::ping_data(frame.payload), next); break;
+      case WsFrame::Kind::ping: ws.async_ping(websocket::ping_data(sending.payload), next); break;
+      case WsFrame::Kind::pong: ws.async_pong(websocket::ping_data(sending.payload), next); break;
+      case WsFrame::Kind::close:
+        // Reading goes to the close until the client's answer; the read loop
+        // then ends with operation_aborted and the answer is recorded here.
+        queue.clear();
+        ws.async_close({static_cast<websocket::close_code>(sending.code), sending.payload},
+                       [self = this->shared_from_this()](beast::error_code ec) {
+                         self->onRead(ec ? ec : beast::error_code(websocket::error::closed));
+                       });
     }
   }
 
@@ -226,64 +203,38 @@ void TestWsServer::Impl::accept() {
   acceptor.async_accept([this](beast::error_code ec, tcp::socket socket) {
     if (ec) return;  // the acceptor was closed
     std::size_t id;
-    bool silentNow;
     {
       std::lock_guard lock(mutex);
       records.push_back({});
       id = records.back().id = records.size();
-      silentNow = silent;
       changed.notify_all();
     }
     socket.set_option(tcp::no_delay(true));
-    if (silentNow) {
+    auto start = [&]<class Stream>(auto&&... args) {
+      auto s = std::make_shared<Session<Stream>>(*this, id, std::move(socket), args...);
+      sessions.push_back(s);
+      s->start();
+    };
+    if (options.silentHandshake) {
       silentSockets.push_back(std::move(socket));
     } else if (tls) {
-      auto s = std::make_shared<Session<beast::ssl_stream<beast::tcp_stream>>>(
-          *this, id, std::move(socket), *tls);
-      sessions.push_back(s);
-      s->start();
+      start.operator()<beast::ssl_stream<beast::tcp_stream>>(*tls);
     } else {
-      auto s = std::make_shared<Session<beast::tcp_stream>>(*this, id, std::move(socket));
-      sessions.push_back(s);
-      s->start();
+      start.operator()<beast::tcp_stream>();
     }
     accept();
   });
 }
 
-WsConnection::WsConnection(std::shared_ptr<void> server, std::weak_ptr<Session> session,
-                           std::size_t id)
-    : server_(std::move(server)), session_(std::move(session)), id_(id) {}
-
-namespace {
-template <class F>
-void onServerThread(const std::shared_ptr<void>& server, F task) {
-  asio::post(static_cast<TestWsServer::Impl*>(server.get())->io, std::move(task));
-}
-}  // namespace
-
-void WsConnection::send(WsFrame frame) const {
-  onServerThread(server_, [s = session_, op = Outgoing(std::move(frame))]() mutable {
-    if (auto session = s.lock()) session->enqueue({std::move(op)});
-  });
-}
-
 void WsConnection::send(std::vector<WsFrame> frames) const {
-  onServerThread(server_, [s = session_, frames = std::move(frames)]() mutable {
-    std::vector<Outgoing> ops(std::make_move_iterator(frames.begin()),
-                              std::make_move_iterator(frames.end()));
-    if (auto session = s.lock()) session->enqueue(std::move(ops));
-  });
-}
-
-void WsConnection::close(std::uint16_t code, std::string reason) const {
-  onServerThread(server_, [s = session_, op = Outgoing(CloseOp{code, std::move(reason)})]() mutable {
-    if (auto session = s.lock()) session->enqueue({std::move(op)});
-  });
+  asio::post(static_cast<TestWsServer::Impl*>(server_.get())->io,
+             [s = session_, frames = std::move(frames)]() mutable {
+               if (auto session = s.lock()) session->enqueue(std::move(frames));
+             });
 }
 
 void WsConnection::drop() const {
-  onServerThread(server_, [s = session_] {
+  asio::post(static_cast<TestWsServer::Impl*>(server_.get())->io, [s = session_] {
     if (auto session = s.lock()) session->drop();
   });
 }
@@ -329,16 +280,6 @@ std::string TestWsServer::url(std::string_view pathAndQuery) const {
          std::to_string(impl_->port) + std::string(pathAndQuery);
 }
 
-void TestWsServer::setSilentHandshake(bool on) {
-  std::lock_guard lock(impl_->mutex);
-  impl_->silent = on;
-}
-
-void TestWsServer::setIgnoreClose(bool on) {
-  std::lock_guard lock(impl_->mutex);
-  impl_->ignoreClose = on;
-}
-
 void TestWsServer::onConnect(ConnectHandler handler) {
   std::lock_guard lock(impl_->mutex);
   impl_->connectHandler = std::move(handler);
@@ -368,13 +309,9 @@ bool TestWsServer::waitUntil(
 }
 
 bool TestWsServer::waitForConnections(std::size_t count, std::chrono::milliseconds timeout) const {
-  return waitUntil(
-      [count](const auto& records) {
-        return static_cast<std::size_t>(std::count_if(records.begin(), records.end(),
-                                                      [](const auto& r) { return r.upgraded; })) >=
-               count;
-      },
-      timeout);
+  auto upgraded = [](const auto& r) { return r.upgraded; };
+  return waitUntil([&](const auto& rs) { return std::count_if(rs.begin(), rs.end(), upgraded) >= long(count); },
+                   timeout);
 }
 
 }  // namespace tavrel::test

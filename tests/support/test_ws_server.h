@@ -5,15 +5,17 @@
 // each connection did. A test drives it from any thread:
 //
 //   TestWsServer server;                       // ws on 127.0.0.1
-//   server.onConnect([](const WsConnection& c) { c.send(WsFrame::text("hi")); });
+//   server.onConnect([](const WsConnection& c, const WsConnectionRecord&) {
+//     c.send(WsFrame::text("hi"));
+//   });
 //   ... client connects to server.url("/chan?auth_token=x") ...
 //   server.waitForConnections(1);
 //   server.current()->close(1000, "bye");
 //
-// Misbehaviour on purpose, for connections accepted after it is set:
-// `silentHandshake` accepts TCP and never answers (neither TLS nor the
-// upgrade); `ignoreClose` stops reading once upgraded, so a close frame from
-// the client is never answered. `WsConnection::drop` cuts TCP without a close.
+// Misbehaviour on purpose (Options): `silentHandshake` accepts TCP and never
+// answers (neither TLS nor the upgrade); `ignoreClose` stops reading once
+// upgraded, so a close from the client is never answered.
+// `WsConnection::drop` cuts TCP without a close.
 //
 // Thread safety: every member may be called from any thread. Sends are posted
 // to the server's thread and go out in the order they were posted; a batch
@@ -22,7 +24,6 @@
 // handle they get.
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -36,14 +37,19 @@
 namespace tavrel::test {
 
 struct WsFrame {
-  enum class Kind { text, binary, ping, pong };
+  enum class Kind { text, binary, ping, pong, close };
   Kind kind = Kind::text;
-  std::string payload;  // sent as it is: a text frame need not be UTF-8
+  std::string payload;  // sent as it is (a text need not be UTF-8); a close's reason
+  std::uint16_t code = 1000;  // of a close
 
   static WsFrame text(std::string s) { return {Kind::text, std::move(s)}; }
   static WsFrame binary(std::string s) { return {Kind::binary, std::move(s)}; }
   static WsFrame ping(std::string s = {}) { return {Kind::ping, std::move(s)}; }
   static WsFrame pong(std::string s = {}) { return {Kind::pong, std::move(s)}; }
+  // Starts the closing handshake; frames after it are not sent.
+  static WsFrame close(std::uint16_t code, std::string reason = {}) {
+    return {Kind::close, std::move(reason), code};
+  }
 };
 
 // What the server saw of one connection.
@@ -63,13 +69,15 @@ struct WsConnectionRecord {
 class WsConnection {
  public:
   struct Session;
-  WsConnection(std::shared_ptr<void> server, std::weak_ptr<Session> session, std::size_t id);
+  WsConnection(std::shared_ptr<void> server, std::weak_ptr<Session> session, std::size_t id)
+      : server_(std::move(server)), session_(std::move(session)), id_(id) {}
 
   std::size_t id() const { return id_; }
-  void send(WsFrame frame) const;
+  void send(WsFrame frame) const { send(std::vector<WsFrame>{std::move(frame)}); }
   void send(std::vector<WsFrame> frames) const;
-  // Starts the closing handshake with that code and reason.
-  void close(std::uint16_t code, std::string reason = {}) const;
+  void close(std::uint16_t code, std::string reason = {}) const {
+    send(WsFrame::close(code, std::move(reason)));
+  }
   // Closes the TCP connection without a close frame.
   void drop() const;
 
@@ -84,6 +92,8 @@ class TestWsServer {
   struct Options {
     bool tls = false;                  // wss with testCertificate()
     std::string address = "127.0.0.1";  // any loopback address
+    bool silentHandshake = false;
+    bool ignoreClose = false;
   };
   using ConnectHandler = std::function<void(const WsConnection&, const WsConnectionRecord&)>;
   using MessageHandler = std::function<void(const WsConnection&, const std::string&)>;
@@ -99,9 +109,6 @@ class TestWsServer {
   // "ws://<address>:<port>" (or wss) followed by pathAndQuery.
   std::string url(std::string_view pathAndQuery = "/") const;
 
-  // For connections accepted from now on.
-  void setSilentHandshake(bool on);
-  void setIgnoreClose(bool on);
   // Called once a connection is upgraded, before anything is read from it.
   void onConnect(ConnectHandler handler);
   // Called for every text or binary message a client sends.
