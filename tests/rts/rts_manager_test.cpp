@@ -66,7 +66,7 @@ TEST_F(RtsManagerTest, KeepsOneSocketPerApplicationIdForEver) {
   ASSERT_TRUE(connections(2));
   EXPECT_EQ(target(1), "/ping.7?auth_token=appm-7-tok&tag=ping%2E7%20x&time=1%2E5");
   ASSERT_TRUE(drainUntil([&] { return recorder->count() == 2; }));
-  EXPECT_EQ(lines.countContaining("RTS CONNECTED -> Event next(true)"), 2u);
+  EXPECT_EQ(lines.count("RTS CONNECTED -> Event next(true)", true), 2u);
 }
 
 TEST_F(RtsManagerTest, BackgroundAndForegroundReconnectEverySocketFromItsOwnPosition) {

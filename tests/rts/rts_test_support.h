@@ -79,14 +79,12 @@ class DebugLines {
     });
   }
   ~DebugLines() { setDebugSink({}); }
-  std::size_t count(const std::string& line) const {
+  // How many lines hold `part` (the whole line unless `anywhere`).
+  std::size_t count(const std::string& part, bool anywhere = false) const {
     std::lock_guard lock(mutex_);
-    return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), line));
-  }
-  std::size_t countContaining(const std::string& part) const {
-    std::lock_guard lock(mutex_);
-    return static_cast<std::size_t>(std::count_if(
-        lines_.begin(), lines_.end(), [&](const std::string& l) { return l.find(part) != std::string::npos; }));
+    return static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(), [&](const std::string& l) {
+      return anywhere ? l.find(part) != std::string::npos : l == part;
+    }));
   }
 
  private:
@@ -122,13 +120,6 @@ inline void setNetwork(ConnectivityStatus status) {
   auto probe = ReachabilityService::shared().isReachable().subscribe([&](Status s) { seen = s; });
   EXPECT_TRUE(drainUntil([&] { return seen == expected; }));
   probe.dispose();
-}
-
-// The targets of the connections the server saw, in order.
-inline std::vector<std::string> targets(const TestWsServer& server) {
-  std::vector<std::string> result;
-  for (const auto& record : server.connections()) result.push_back(record.target);
-  return result;
 }
 
 }  // namespace tavrel::test
