@@ -41,6 +41,13 @@ function(tavrel_module name)
         ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
       target_link_libraries(${target}_tests PRIVATE ${target} tavrel_options
         ${M_TEST_DEPS} GTest::gtest GTest::gmock GTest::gtest_main)
+      if(TAVREL_TSAN)
+        # `scripts/test` builds only these in the tsan flavour.
+        if(NOT TARGET threaded_tests)
+          add_custom_target(threaded_tests)
+        endif()
+        add_dependencies(threaded_tests ${target}_tests)
+      endif()
       gtest_discover_tests(${target}_tests
         WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
         PROPERTIES ENVIRONMENT "TAVREL_SOURCE_DIR=${PROJECT_SOURCE_DIR}"

@@ -129,7 +129,11 @@ class Session final : public WsSession, public std::enable_shared_from_this<Sess
     };
   }
 
-  std::string name() const { return endpoint_.hostHeader + ":" + endpoint_.port; }
+  // "host:port" for messages, the port always written.
+  std::string name() const {
+    const std::string& h = endpoint_.host;
+    return (h.find(':') != std::string::npos ? "[" + h + "]" : h) + ":" + endpoint_.port;
+  }
   double timeoutSeconds() const {
     double t = config_.request.timeoutInterval.count();
     return t > 0 ? t : URLRequest::defaultTimeoutInterval.count();
@@ -345,6 +349,10 @@ std::shared_ptr<ssl::context> clientContext(const WsSessionConfig& config) {
 }  // namespace
 
 std::shared_ptr<WsSession> startWsSession(WsSessionConfig config, WsEventSink sink) {
+  // OpenSSL is set up before the I/O thread starts: its clean-up at exit then
+  // runs after that thread has been joined, and frees the thread's own state.
+  static const bool sslReady = OPENSSL_init_ssl(0, nullptr) == 1;
+  (void)sslReady;
   auto endpoint = endpointOf(config.request.url);
   if (!endpoint) {
     return std::make_shared<FailedSession>(
