@@ -125,6 +125,7 @@ TEST(WebSocket, EndsAsEachSideOrTheNetworkEndsIt) {
     Recorder rec(ws);
     ws.connect();
     ASSERT_NE(rec.next<WebSocketEvent::Connected>(), nullptr);
+    ASSERT_TRUE(server.waitForConnections(1));  // current() is set
     auto started = std::chrono::steady_clock::now();
     switch (c.ender) {
       case Ender::serverClose: server.current()->close(4000, "bye"); break;
@@ -315,6 +316,7 @@ TEST(WebSocket, ADestroyedSocketClosesAndDeliversNothingMore) {
   Recorder rec(*ws);
   ws->connect();
   ASSERT_NE(rec.next<WebSocketEvent::Connected>(), nullptr);
+  ASSERT_TRUE(server.waitForConnections(1));
   server.current()->send(std::vector<WsFrame>(20, WsFrame::text("x")));
   ASSERT_NE(rec.next<WebSocketEvent::Text>(), nullptr);  // more are on their way
   ws.reset();
