@@ -1,5 +1,7 @@
 #include "device/socket_io.h"
 
+#include <openssl/crypto.h>
+
 #include <boost/asio/executor_work_guard.hpp>
 #include <exception>
 #include <string>
@@ -21,6 +23,9 @@ struct SocketIo {
     for (;;) {
       try {
         context.run();
+        // OpenSSL keeps an error queue per thread that used TLS; free it here,
+        // where the thread ends, rather than leave it to the process's exit.
+        OPENSSL_thread_stop();
         return;
       } catch (const std::exception& e) {
         debugPrint(std::string("socket I/O: a handler threw: ") + e.what());
