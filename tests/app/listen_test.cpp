@@ -30,9 +30,10 @@ constexpr auto kBound = std::chrono::seconds(10);
 class Child {
  public:
   Child(std::vector<std::string> args, const fs::path& errFile) : errFile_(errFile) {
-    args.insert(args.begin(), {TAVREL_CLI_EXE, "listen"});
-    std::vector<char*> argv{nullptr};
-    for (auto& arg : args) argv.insert(argv.end() - 1, arg.data());
+    args.insert(args.begin(), {std::string(TAVREL_CLI_EXE), std::string("listen")});
+    std::vector<char*> argv;
+    for (auto& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
     int in[2], out[2];
     EXPECT_EQ(0, ::pipe2(in, O_CLOEXEC) | ::pipe2(out, O_CLOEXEC));
     if ((pid_ = ::fork()) == 0) {  // only async-signal-safe calls until exec
@@ -137,7 +138,7 @@ class Listen : public ::testing::Test {
   fs::path root_;
   TestWsServer server_;
   std::vector<std::string> args_{"--channels", "conversation_reply,ping", "--app-id", "7",
-                                 "--user-id", "9"};
+                                 "--user-id", "9", "--network", "manual"};
 };
 
 TEST_F(Listen, RefusesBadCommandLinesAndConfigurationBeforeConnecting) {
@@ -166,7 +167,6 @@ TEST_F(Listen, RefusesBadCommandLinesAndConfigurationBeforeConnecting) {
 }
 
 TEST_F(Listen, PrintsFramesAndFollowsControlLinesResumingWhereItLeftOff) {
-  args_.insert(args_.end(), {"--network", "manual"});
   Child child(args_, root_ / "err");
   ASSERT_TRUE(server_.waitForConnections(1, kBound));
   EXPECT_EQ(target(0), "/conversation_reply.7.9/ping.7.9?auth_token=t1");
