@@ -15,8 +15,10 @@
 // after `disconnect`, or after the far side or the network ended the
 // connection, opens a new one on the same object. Once a new connection has
 // been asked for, no event of an earlier one is delivered any more.
-// `disconnect` starts the closing handshake; the events that arrive before
-// the far side answers it are still delivered, then `disconnected`.
+// `disconnect` starts the closing handshake and ends reading: frames that
+// the far side sends before it answers the close are not delivered; then
+// comes `Disconnected`. Events already read and queued for the callback
+// queue are still delivered.
 //
 // Limits, each ending the connection with a close rather than a crash: a
 // message over `maxMessageBytes` closes with 1009, a text frame that is not
