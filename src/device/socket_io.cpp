@@ -45,6 +45,12 @@ struct SocketIo {
 }  // namespace
 
 boost::asio::io_context& socketIoContext() {
+  // OpenSSL registers its exit clean-up when it is first initialised. Doing
+  // that here, before the thread exists, makes the clean-up run after the
+  // thread has ended and freed its own state (TLS, and libcurl's first
+  // initialisation, may run on this thread).
+  static const bool openSslReady = OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CONFIG, nullptr) == 1;
+  (void)openSslReady;
   static SocketIo io;
   return io.context;
 }
