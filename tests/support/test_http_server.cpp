@@ -12,6 +12,7 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
+#include "support/loopback.h"
 #include "support/test_cert.h"
 
 namespace tavrel::test {
@@ -302,12 +303,7 @@ void TestHttpServer::Impl::accept() {
 
 TestHttpServer::TestHttpServer(Security security) : impl_(std::make_shared<Impl>()) {
   if (security == Security::tls) impl_->tls.emplace(makeServerSslContext());
-  tcp::endpoint endpoint(asio::ip::make_address("127.0.0.1"), 0);
-  impl_->acceptor.open(endpoint.protocol());
-  impl_->acceptor.set_option(tcp::acceptor::reuse_address(true));
-  impl_->acceptor.bind(endpoint);
-  impl_->acceptor.listen();
-  impl_->port = impl_->acceptor.local_endpoint().port();
+  impl_->port = listenOnFreePort(impl_->acceptor, "127.0.0.1");
   impl_->accept();
   impl_->thread = std::thread([impl = impl_.get()] { impl->io.run(); });
 }

@@ -12,6 +12,7 @@
 #include <boost/beast/ssl.hpp>
 #include <boost/beast/websocket.hpp>
 
+#include "support/loopback.h"
 #include "support/test_cert.h"
 
 namespace tavrel::test {
@@ -242,12 +243,7 @@ void WsConnection::drop() const {
 TestWsServer::TestWsServer() : TestWsServer(Options{}) {}
 
 TestWsServer::TestWsServer(Options options) : impl_(std::make_shared<Impl>(std::move(options))) {
-  tcp::endpoint endpoint(asio::ip::make_address(impl_->options.address), 0);
-  impl_->acceptor.open(endpoint.protocol());
-  impl_->acceptor.set_option(tcp::acceptor::reuse_address(true));
-  impl_->acceptor.bind(endpoint);
-  impl_->acceptor.listen();
-  impl_->port = impl_->acceptor.local_endpoint().port();
+  impl_->port = listenOnFreePort(impl_->acceptor, impl_->options.address);
   impl_->accept();
   impl_->thread = std::thread([impl = impl_.get()] { impl->io.run(); });
 }
