@@ -65,8 +65,8 @@ TavrelSocket::TavrelSocket(Token, std::shared_ptr<NetworkSettings> settings, std
 
 TavrelSocket::~TavrelSocket() { delivery_.dispose(); }
 
-// The subscriptions of creation, in this order: events into `message` (and
-// late frames into the hold), `message` into the resume position, and the
+// The subscriptions of creation, in this order: events into `message`,
+// `message` into the resume position, and the
 // connection state into the debug output. Being first on `response`, they see
 // a frame before its delivery.
 void TavrelSocket::start() {
@@ -96,9 +96,6 @@ void TavrelSocket::start() {
 void TavrelSocket::onEvent(const WebSocketEvent& event) {
   const std::string* text = textOf(event);
   message.accept(text ? *text : std::string());
-  if (!text || !service_ || delivering_->load()) return;
-  std::lock_guard lock(heldMutex_);
-  if (closing_) held_.push_back(*text);
 }
 
 void TavrelSocket::connect() {
@@ -110,7 +107,6 @@ void TavrelSocket::connect() {
     externalDisposeBag.emplace();
     debugPrint("create dispose bag");
   }
-  deliverHeld();
   if (delivering_->load()) return;  // the live subscription goes on delivering
 
   auto delivering = std::make_shared<std::atomic<bool>>(true);
@@ -127,27 +123,12 @@ void TavrelSocket::connect() {
   externalDisposeBag->insert(delivery_);
 }
 
-void TavrelSocket::deliverHeld() {
-  std::vector<std::string> held;
-  {
-    std::lock_guard lock(heldMutex_);
-    closing_ = false;
-    held.swap(held_);
-  }
-  if (!service_) return;
-  for (const std::string& text : held) service_->onRtsMessage(text);
-}
-
 void TavrelSocket::deliver(const WebSocketEvent& event) {
   if (!service_) return;
   if (const std::string* text = textOf(event)) service_->onRtsMessage(*text);
 }
 
 void TavrelSocket::disconnect(std::optional<double> forceTimeout, std::uint16_t closeCode) {
-  {
-    std::lock_guard lock(heldMutex_);
-    closing_ = true;
-  }
   WebSocket::disconnect(forceTimeout, closeCode);
   externalDisposeBag.reset();
   delivery_.dispose();  // also when a client moved the bag elsewhere

@@ -7,13 +7,24 @@
 #include "tavrel/rx/subjects.h"
 
 namespace tavrel {
+namespace {
+
+bool isFrame(const WebSocketEvent& e) {
+  return std::holds_alternative<WebSocketEvent::Text>(e.payload) ||
+         std::holds_alternative<WebSocketEvent::Binary>(e.payload) ||
+         std::holds_alternative<WebSocketEvent::Ping>(e.payload) ||
+         std::holds_alternative<WebSocketEvent::Pong>(e.payload);
+}
+
+}  // namespace
 
 // What a socket shares with the events on their way to the callback queue.
 // Sessions reach it only weakly, so a destroyed socket gets nothing more.
 //
 // Delivery: a session reports on the I/O thread; the report is tagged with
 // the session's generation and scheduled on the callback queue, where it is
-// emitted only if no newer connect has been asked for meanwhile.
+// emitted only if no newer connect has been asked for meanwhile, and, for a
+// frame, only if no disconnect has been asked for either.
 struct WebSocket::Impl : std::enable_shared_from_this<Impl> {
   rx::PublishSubject<WebSocketEvent> events;
 
@@ -36,6 +47,7 @@ struct WebSocket::Impl : std::enable_shared_from_this<Impl> {
       {
         std::lock_guard lock(self->mutex);
         if (gen != self->generation) return;
+        if (self->disconnectAsked && isFrame(event)) return;
       }
       self->events.onNext(event);
     });
@@ -84,12 +96,7 @@ rx::Observable<WebSocketEvent> WebSocket::response() const { return impl_->event
 
 rx::Observable<bool> WebSocket::connected() const {
   return response()
-      .filter([](const WebSocketEvent& e) {
-        return !std::holds_alternative<WebSocketEvent::Text>(e.payload) &&
-               !std::holds_alternative<WebSocketEvent::Binary>(e.payload) &&
-               !std::holds_alternative<WebSocketEvent::Ping>(e.payload) &&
-               !std::holds_alternative<WebSocketEvent::Pong>(e.payload);
-      })
+      .filter([](const WebSocketEvent& e) { return !isFrame(e); })
       .map([](const WebSocketEvent& e) {
         return std::holds_alternative<WebSocketEvent::Connected>(e.payload);
       });

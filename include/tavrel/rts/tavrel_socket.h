@@ -8,12 +8,13 @@
 //
 // Delivery. Each text frame reaches `onRtsMessage` exactly once, however
 // often `connect` is called: a second connect while the delivery subscription
-// is still alive keeps that subscription rather than adding another. Frames
-// that arrive while no delivery subscription exists (after `disconnect`,
-// before the far side has closed) still move the resume position; they are
-// held and handed over, in order, at the next `connect`, before anything of
-// the new connection. So a frame the service sent is neither lost nor
-// delivered twice across a reconnect.
+// is still alive keeps that subscription rather than adding another. After
+// `disconnect` no frame reaches the service, but a text event that still
+// arrives moves the resume position. WebSocket delivers none after a
+// disconnect made on its callback queue, so there the position stays at the
+// last frame handed over, and the service's replay at the next connect
+// sends what followed it: a frame is neither lost nor delivered twice
+// across a reconnect.
 //
 // Threads. Like WebSocket's own events, everything here is meant to run on
 // the socket's callback queue (the main queue), where RtsManager calls
@@ -22,7 +23,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -79,7 +79,7 @@ class TavrelSocket : public WebSocket, public std::enable_shared_from_this<Tavre
   // no URL can be formed.
   void connect() override;
   // Closes the connection and ends delivery to the service; the resume
-  // position stays and goes on following late frames.
+  // position stays, and follows any text event that still arrives.
   void disconnect(std::optional<double> forceTimeout = std::nullopt,
                   std::uint16_t closeCode = static_cast<std::uint16_t>(CloseCode::normal)) override;
 
@@ -97,7 +97,6 @@ class TavrelSocket : public WebSocket, public std::enable_shared_from_this<Tavre
   void start();
   void onEvent(const WebSocketEvent& event);
   void deliver(const WebSocketEvent& event);
-  void deliverHeld();
 
   std::shared_ptr<NetworkSettings> settings_;
   std::vector<Channel> channels_;
@@ -105,9 +104,6 @@ class TavrelSocket : public WebSocket, public std::enable_shared_from_this<Tavre
   // Whether the current delivery subscription still runs.
   std::shared_ptr<std::atomic<bool>> delivering_ = std::make_shared<std::atomic<bool>>(false);
   rx::Disposable delivery_;
-  std::mutex heldMutex_;
-  bool closing_ = false;           // from disconnect to the next connect
-  std::vector<std::string> held_;  // frames that came then, undelivered
   rx::DisposeBag disposeBag_;      // the subscriptions of creation, for the socket's life
 };
 

@@ -15,10 +15,11 @@
 // after `disconnect`, or after the far side or the network ended the
 // connection, opens a new one on the same object. Once a new connection has
 // been asked for, no event of an earlier one is delivered any more.
-// `disconnect` starts the closing handshake and ends reading: frames that
-// the far side sends before it answers the close are not delivered; then
-// comes `Disconnected`. Events already read and queued for the callback
-// queue are still delivered.
+// `disconnect` starts the closing handshake and ends reading: no frame of
+// that connection is delivered after it, neither those the far side sends
+// before it answers the close nor those already read and waiting for the
+// callback queue; then comes `Disconnected`. A client that resumes from the
+// last frame it handled gets those again from a service that replays.
 //
 // Limits, each ending the connection with a close rather than a crash: a
 // message over `maxMessageBytes` closes with 1009, a text frame that is not
