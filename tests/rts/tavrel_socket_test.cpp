@@ -173,6 +173,22 @@ TEST_F(TavrelSocketTest, FrameOnItsWayAtDisconnectIsAskedForAgain) {
   EXPECT_EQ(lastTarget(), "/ping.7?auth_token=appm-7-tok&tag=a&time=1%2E5");
 }
 
+// A text event that is still being handed out when the socket disconnects
+// (here a subscriber ahead of the delivery disconnects on it) moves the
+// position but does not reach the service.
+TEST_F(TavrelSocketTest, TextEventDuringDisconnectMovesThePositionOnly) {
+  rx::Disposable ahead = socket->response().subscribe([&](const WebSocketEvent& e) {
+    if (std::holds_alternative<WebSocketEvent::Text>(e.payload)) socket->disconnect();
+  });
+  connect(1);
+  send({WsFrame::text(frame(1, "late", "9.9"))});
+  ASSERT_TRUE(drainUntil([&] { return socket->tag == "late"; }));
+  ahead.dispose();
+  EXPECT_EQ(socket->time, "9.9");
+  EXPECT_EQ(recorder->count(), 0u);
+  EXPECT_FALSE(socket->externalDisposeBag.has_value());
+}
+
 // A connect on a live connection, whatever a client did to the bag before,
 // leaves exactly one delivery.
 TEST_F(TavrelSocketTest, RepeatedConnectsDeliverEachFrameOnce) {
