@@ -6,8 +6,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -17,20 +15,14 @@
 #include "api_common.h"
 #include "listen_control.h"
 #include "listen_host.h"
-#include "tavrel/core/info_plist.h"
-#include "tavrel/core/url.h"
+#include "live_socket.h"
 #include "tavrel/device/connectivity_status.h"
 #include "tavrel/device/manual_connectivity_backend.h"
-#include "tavrel/device/notification_center.h"
 #include "tavrel/device/tavrel_lib.h"
-#include "tavrel/rts/rts_manager.h"
-#include "tavrel/rts/tavrel_socket.h"
 #include "tavrel/rx/main_queue.h"
 
 namespace tavrel::cli {
 namespace {
-
-namespace fs = std::filesystem;
 
 const CommandSpec kListen{"listen --channels NAME[,NAME...] [--network linux|manual]",
                           "",
@@ -87,46 +79,6 @@ constexpr std::string_view kHelp =
     "  64  usage error\n"
     "  78  no session, no library bundle, or no usable wssUrl in it\n";
 
-// The library bundle installed with the executable, unless TAVREL_LIB_BUNDLE
-// names one: "lib_bundle" beside it, or "../share/tavrel/lib_bundle".
-void useInstalledLibBundle() {
-  const char* named = std::getenv("TAVREL_LIB_BUNDLE");
-  if ((named && *named) || Bundle::directory(AppType::lib)) return;
-  std::error_code ec;
-  const fs::path executable = fs::read_symlink("/proc/self/exe", ec);
-  if (ec) return;
-  for (const fs::path& candidate :
-       {executable.parent_path() / "lib_bundle",
-        executable.parent_path() / ".." / "share" / "tavrel" / "lib_bundle"}) {
-    if (fs::is_directory(candidate, ec)) {
-      Bundle::registerBundle(Bundle::libIdentifier, candidate.lexically_normal());
-      return;
-    }
-  }
-}
-
-// The reason the library bundle gives no ws or wss base, or "".
-std::string wssUrlProblem() {
-  const auto directory = Bundle::directory(AppType::lib);
-  if (!directory) {
-    const char* named = std::getenv("TAVREL_LIB_BUNDLE");
-    if (named && *named) {
-      return "TAVREL_LIB_BUNDLE names " + std::string(named) + ", which is no directory";
-    }
-    return "no library bundle: set TAVREL_LIB_BUNDLE to a directory whose Info.plist has "
-           "wssUrl";
-  }
-  const auto value = InfoPlist::shared().getValue(InfoPlist::Keys::wssUrl, AppType::lib);
-  const fs::path plist = *directory / "Info.plist";
-  if (!value || value->empty()) return plist.string() + " has no wssUrl text";
-  const auto url = Url::parse(*value);
-  if (!url || !url->host() || url->host()->empty() ||
-      (url->scheme() != "ws" && url->scheme() != "wss")) {
-    return "the wssUrl '" + *value + "' in " + plist.string() + " is no ws or wss address";
-  }
-  return "";
-}
-
 // The host's receiver of frames: each one a line on standard output.
 class FramePrinter final : public RtsServiceProtocol {
  public:
@@ -151,10 +103,12 @@ class Listener {
            std::vector<Channel> channels, std::shared_ptr<ManualConnectivityBackend> network)
       : call_(call),
         io_(io),
-        settings_(std::move(settings)),
-        channels_(std::move(channels)),
-        network_(std::move(network)),
-        printer_(std::make_shared<FramePrinter>(io.out)) {}
+        live_(std::move(settings), std::move(channels), std::make_shared<FramePrinter>(io.out),
+              std::move(network), [this](std::string_view line) { call_.note(line); }) {
+    live_.onLost = [this](bool beforeFirst) {
+      if (beforeFirst && !status_) status_ = kFailed;
+    };
+  }
 
   int run() {
     auto& queue = rx::MainQueue::shared();
@@ -163,11 +117,10 @@ class Listener {
       // Signals from now on wait in the pipe until the watch reads them.
       SignalPipe signals({SIGINT, SIGTERM, SIGTSTP, SIGCONT});
       TavrelLib::shared();
-      if (!start()) {
+      if (!live_.start()) {
         return call_.fail("no real-time address can be formed from wssUrl and the session",
                           kBadConfig);
       }
-      noteConnecting();
       InputWatch input(
           io_.in, signals.fd(),
           [&queue, this](std::string line) { queue.post([this, line] { onLine(line); }); },
@@ -178,75 +131,34 @@ class Listener {
     }
     // Posted before the watch ended: run them with the command finished.
     queue.drainPending();
-    manager_.stopRtsAll();
-    waitClosed();
+    live_.stopAll();
     return *status_;
   }
 
  private:
-  // Starts (or connects again) the session's socket; false when none exists.
-  bool start() {
-    auto socket = manager_.startRts(settings_, channels_, printer_);
-    if (!socket) return false;
-    if (socket != socket_) {
-      socket_ = socket;
-      socket->response()
-          .subscribe([this](const WebSocketEvent& event) { onEvent(event); })
-          .disposed(bag_);
-    }
-    return true;
-  }
-
-  void onEvent(const WebSocketEvent& event) {
-    const bool wasOpening = std::exchange(opening_, false);
-    if (std::holds_alternative<WebSocketEvent::Connected>(event.payload)) {
-      connected_ = everConnected_ = true;
-    } else if (auto* error = std::get_if<WebSocketEvent::Error>(&event.payload)) {
-      connected_ = false;
-      if (!std::exchange(closing_, false)) call_.note(error->error.message);
-      if (!everConnected_ && !status_) status_ = kFailed;
-    } else if (auto* closed = std::get_if<WebSocketEvent::Disconnected>(&event.payload)) {
-      connected_ = false;
-      if (!closing_) {
-        call_.note("the server closed the connection (" + std::to_string(closed->code) +
-                   (closed->reason.empty() ? "" : " " + closed->reason) + ")");
-      }
-      closing_ = false;
-    } else if (std::holds_alternative<WebSocketEvent::Cancelled>(event.payload)) {
-      connected_ = false;
-    } else {
-      opening_ = wasOpening;  // a frame says nothing about the connection
-    }
-  }
-
   void onLine(const std::string& text) {
     if (status_) return;
     const auto parsed = parseControlLine(text);
     if (!parsed.mistake.empty()) return call_.note(parsed.mistake);
     if (!parsed.line) return;
     using Kind = ControlLine::Kind;
-    auto& center = NotificationCenter::defaultCenter();
     switch (parsed.line->kind) {
       case Kind::background:
-        closing_ = connected_;
-        return center.post(UIApplicationWillResignActiveNotification);
+        return live_.background();
       case Kind::foreground:
-        center.post(UIApplicationDidBecomeActiveNotification);
-        return noteConnecting();
+        return live_.foreground();
       case Kind::offline:
       case Kind::online:
-        if (!network_) return call_.note("the network status follows this machine; "
-                                         "`offline` and `online` need --network manual");
-        closing_ = connected_ && parsed.line->kind == Kind::offline;
-        network_->setStatus(parsed.line->kind == Kind::online ? ConnectivityStatus::connected
-                                                              : ConnectivityStatus::notConnected);
-        return noteConnecting();
+        if (!live_.hasManualNetwork()) {
+          return call_.note("the network status follows this machine; "
+                            "`offline` and `online` need --network manual");
+        }
+        return live_.setOnline(parsed.line->kind == Kind::online);
       case Kind::stop:
-        closing_ = connected_ && parsed.line->appId == settings_->appId;
-        return manager_.stopRts(parsed.line->appId);
+        return live_.stop(parsed.line->appId);
       case Kind::start:
-        start();
-        return noteConnecting();
+        live_.start();
+        return;
       case Kind::quit:
         status_ = kSuccess;
         return;
@@ -256,47 +168,20 @@ class Listener {
   void onSignal(int signal) {
     if (status_) return;
     if (signal == SIGTSTP) {
-      // Leave the foreground first, so that the server sees the close, then
-      // stop as the shell asked.
-      closing_ = connected_;
-      NotificationCenter::defaultCenter().post(UIApplicationWillResignActiveNotification);
-      waitClosed();
+      // Close as leaving the foreground does, then stop as the shell asked.
+      live_.suspend();
       ::raise(SIGSTOP);
     } else if (signal == SIGCONT) {
-      NotificationCenter::defaultCenter().post(UIApplicationDidBecomeActiveNotification);
-      noteConnecting();
+      live_.foreground();
     } else {
       status_ = kSuccess;
     }
   }
 
-  // After something that may have connected: whether a connection is opening.
-  void noteConnecting() {
-    if (socket_ && socket_->externalDisposeBag && !connected_) opening_ = true;
-  }
-
-  // After a disconnect: waits, a little, for a connection that was opening to
-  // settle and for the far side to answer the close.
-  void waitClosed() {
-    closing_ = connected_ || opening_;
-    rx::MainQueue::shared().runUntil([this] { return !connected_ && !opening_; },
-                                     std::chrono::seconds(2));
-  }
-
   Call& call_;
   Io io_;
-  std::shared_ptr<NetworkSettings> settings_;
-  std::vector<Channel> channels_;
-  std::shared_ptr<ManualConnectivityBackend> network_;
-  std::shared_ptr<FramePrinter> printer_;
   std::optional<int> status_;  // set when the command is to end
-  bool connected_ = false;
-  bool everConnected_ = false;
-  bool opening_ = false;  // asked to connect, neither connected nor failed yet
-  bool closing_ = false;  // a close of ours is under way: no note for it
-  std::shared_ptr<TavrelSocket> socket_;
-  RtsManager manager_;
-  rx::DisposeBag bag_;  // declared last, so it ends first: no event after
+  LiveSocket live_;
 };
 
 int runListen(std::span<const std::string> args, Io io) {

@@ -56,10 +56,16 @@ SignalPipe::~SignalPipe() {
 }
 
 InputWatch::InputWatch(std::istream& in, int signalFd, std::function<void(std::string)> onLine,
-                       std::function<void(int)> onSignal)
-    : onLine_(std::move(onLine)), onSignal_(std::move(onSignal)) {
+                       std::function<void(int)> onSignal, std::function<void()> onEnd)
+    : onLine_(std::move(onLine)), onSignal_(std::move(onSignal)), onEnd_(std::move(onEnd)) {
   makePipe(wake_);
-  thread_ = std::thread([this, &in, signalFd] { run(in, signalFd); });
+  thread_ = std::thread([this, in = &in, signalFd] { run(in, signalFd); });
+}
+
+InputWatch::InputWatch(Readable readable, int signalFd, std::function<void(int)> onSignal)
+    : onSignal_(std::move(onSignal)), onReadable_(std::move(readable.onReadable)) {
+  makePipe(wake_);
+  thread_ = std::thread([this, signalFd] { run(nullptr, signalFd); });
 }
 
 InputWatch::~InputWatch() {
@@ -70,10 +76,11 @@ InputWatch::~InputWatch() {
   ::close(wake_[1]);
 }
 
-void InputWatch::run(std::istream& in, int signalFd) {
-  const bool standardInput = &in == &std::cin;
+void InputWatch::run(std::istream* in, int signalFd) {
+  const bool standardInput = !in || in == &std::cin;
   if (!standardInput) {
-    for (std::string line; std::getline(in, line);) onLine_(std::move(line));
+    for (std::string line; std::getline(*in, line);) onLine_(std::move(line));
+    if (onEnd_) onEnd_();
   }
   bool reading = standardInput;
   std::string pending;  // the part of a line read so far
@@ -89,7 +96,9 @@ void InputWatch::run(std::istream& in, int signalFd) {
       const auto n = ::read(signalFd, signals, sizeof signals);
       for (ssize_t i = 0; i < n; ++i) onSignal_(signals[i]);
     }
-    if (fds[2].revents) {
+    if (fds[2].revents && onReadable_) {
+      onReadable_();
+    } else if (fds[2].revents) {
       char chunk[4096];
       const auto n = ::read(0, chunk, sizeof chunk);
       if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
@@ -97,6 +106,7 @@ void InputWatch::run(std::istream& in, int signalFd) {
         // End of input: a last line without its line end still counts.
         if (!pending.empty()) onLine_(std::exchange(pending, {}));
         reading = false;
+        if (onEnd_) onEnd_();
         continue;
       }
       pending.append(chunk, static_cast<std::size_t>(n));

@@ -36,20 +36,31 @@ class SignalPipe {
 // `onLine` for each line (without its line end) and `onSignal` for each
 // signal, on that thread. Standard input is read from descriptor 0 as it
 // arrives; another stream (a test's, in memory) is read whole at once. End
-// of input ends only the reading of input. Stops and joins when destroyed.
+// of input ends only the reading of input, after `onEnd`, if given. Stops and
+// joins when destroyed.
+//
+// With `onReadable` instead of lines (a terminal whose line editor reads
+// descriptor 0 itself), each time descriptor 0 has something to read the
+// thread calls it and waits for it to return before it looks again.
 class InputWatch {
  public:
   InputWatch(std::istream& in, int signalFd, std::function<void(std::string)> onLine,
-             std::function<void(int)> onSignal);
+             std::function<void(int)> onSignal, std::function<void()> onEnd = {});
+  struct Readable {
+    std::function<void()> onReadable;
+  };
+  InputWatch(Readable readable, int signalFd, std::function<void(int)> onSignal);
   ~InputWatch();
   InputWatch(const InputWatch&) = delete;
   InputWatch& operator=(const InputWatch&) = delete;
 
  private:
-  void run(std::istream& in, int signalFd);
+  void run(std::istream* in, int signalFd);
 
   std::function<void(std::string)> onLine_;
   std::function<void(int)> onSignal_;
+  std::function<void()> onEnd_;
+  std::function<void()> onReadable_;
   int wake_[2] = {-1, -1};  // written by the destructor to end the thread
   std::thread thread_;
 };
