@@ -10,22 +10,28 @@ MainQueue& MainQueue::shared() {
 }
 
 void MainQueue::post(std::function<void()> task) {
+  std::shared_ptr<const std::function<void()>> hook;
   {
     std::lock_guard lock(mutex_);
     tasks_.push_back(std::move(task));
     ++changes_;
+    hook = wakeHook_;
   }
   wake_.notify_all();
+  if (hook) (*hook)();
 }
 
 Disposable MainQueue::postAfter(Duration delay, std::function<void()> task) {
   auto cancelled = std::make_shared<std::atomic<bool>>(false);
+  std::shared_ptr<const std::function<void()>> hook;
   {
     std::lock_guard lock(mutex_);
     timers_.emplace(Clock::now() + delay, Timer{std::move(task), cancelled});
     ++changes_;
+    hook = wakeHook_;
   }
   wake_.notify_all();
+  if (hook) (*hook)();
   return Disposable::create([cancelled] { cancelled->store(true); });
 }
 
@@ -117,6 +123,17 @@ bool MainQueue::runUntil(const std::function<bool()>& done, Duration timeout) {
 
 void MainQueue::runFor(Duration duration) {
   runUntil([] { return false; }, duration);
+}
+
+void MainQueue::setWakeHook(std::function<void()> hook) {
+  std::lock_guard lock(mutex_);
+  wakeHook_ = hook ? std::make_shared<const std::function<void()>>(std::move(hook)) : nullptr;
+}
+
+std::optional<TimePoint> MainQueue::nextTimerDue() const {
+  std::lock_guard lock(mutex_);
+  if (timers_.empty()) return std::nullopt;
+  return timers_.begin()->first;
 }
 
 void MainQueue::makeCurrentThread() { mainThread_.store(std::this_thread::get_id()); }

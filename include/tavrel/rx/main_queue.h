@@ -27,6 +27,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include "tavrel/rx/disposable.h"
@@ -58,6 +59,14 @@ class MainQueue {
   // Drains, waiting for new tasks and timers in between, for `duration`.
   void runFor(Duration duration);
 
+  // Called, on the posting thread and outside the queue's lock, after each
+  // `post` and `postAfter`: a host loop that sleeps in its own wait (a UI
+  // toolkit's) wakes there and drains. Set it before posting starts, from
+  // the main thread; an empty function removes it.
+  void setWakeHook(std::function<void()> hook);
+  // When the earliest timer still queued is due, if any.
+  std::optional<TimePoint> nextTimerDue() const;
+
   // Registers the calling thread as the main thread without draining.
   void makeCurrentThread();
   // Whether the calling thread is the main thread (the one that drains or
@@ -85,6 +94,7 @@ class MainQueue {
   std::thread::id drainer_{};  // the thread draining now, if any
   int drainDepth_ = 0;         // nested drains of that thread
   std::atomic<std::thread::id> mainThread_{};
+  std::shared_ptr<const std::function<void()>> wakeHook_;  // guarded by mutex_
 };
 
 // A scheduler on the main queue. `schedule` runs the task at once when called
