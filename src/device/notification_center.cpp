@@ -12,7 +12,7 @@ namespace tavrel {
 struct NotificationCenter::Entry {
   const void* observer;
   std::string name;
-  Callback callback;
+  InfoCallback callback;
   // Both guarded by the centre's mutex.
   bool removed = false;
   std::vector<std::thread::id> callers;  // threads inside the callback now
@@ -24,6 +24,10 @@ NotificationCenter& NotificationCenter::defaultCenter() {
 }
 
 void NotificationCenter::addObserver(const void* observer, std::string_view name, Callback callback) {
+  addObserver(observer, name, InfoCallback([callback = std::move(callback)](const UserInfo&) { callback(); }));
+}
+
+void NotificationCenter::addObserver(const void* observer, std::string_view name, InfoCallback callback) {
   auto entry = std::make_shared<Entry>(Entry{observer, std::string(name), std::move(callback), false, {}});
   std::lock_guard lock(mutex_);
   entries_.push_back(std::move(entry));
@@ -55,7 +59,9 @@ void NotificationCenter::removeObserver(const void* observer) {
   remove([&](const Entry& e) { return e.observer == observer; });
 }
 
-void NotificationCenter::post(std::string_view name) {
+void NotificationCenter::post(std::string_view name) { post(name, UserInfo{}); }
+
+void NotificationCenter::post(std::string_view name, const UserInfo& userInfo) {
   std::vector<std::shared_ptr<Entry>> targets;
   {
     std::lock_guard lock(mutex_);
@@ -70,7 +76,7 @@ void NotificationCenter::post(std::string_view name) {
       e->callers.push_back(self);
     }
     try {
-      e->callback();
+      e->callback(userInfo);
     } catch (...) {
       debugPrint("NotificationCenter: an observer of " + std::string(name) +
                  " threw: " + describeException(std::current_exception()));

@@ -17,8 +17,10 @@
 // an observer while holding a lock that its callback takes, and do not have
 // two callbacks on two threads remove each other at the same moment.
 
+#include <any>
 #include <condition_variable>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -38,6 +40,9 @@ inline constexpr std::string_view UIApplicationDidBecomeActiveNotification =
 class NotificationCenter {
  public:
   using Callback = std::function<void()>;
+  // What a notification carries besides its name, by key.
+  using UserInfo = std::map<std::string, std::any, std::less<>>;
+  using InfoCallback = std::function<void(const UserInfo&)>;
 
   NotificationCenter() = default;
   NotificationCenter(const NotificationCenter&) = delete;
@@ -50,6 +55,8 @@ class NotificationCenter {
   // identity only (usually `this`); it is never dereferenced. One observer may
   // watch several names, and the same name more than once.
   void addObserver(const void* observer, std::string_view name, Callback callback);
+  // The same, for an observer that reads what the post carries.
+  void addObserver(const void* observer, std::string_view name, InfoCallback callback);
   // Ends every registration of `observer` for `name`.
   void removeObserver(const void* observer, std::string_view name);
   // Ends every registration of `observer`.
@@ -60,6 +67,8 @@ class NotificationCenter {
   // skipped. An exception from a callback is written to the debug sink and
   // the next observer is called.
   void post(std::string_view name);
+  // The same, handing `userInfo` to each observer.
+  void post(std::string_view name, const UserInfo& userInfo);
 
  private:
   struct Entry;
