@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
+#include <cstring>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -28,6 +30,8 @@ struct RequestHandle::State {
   std::weak_ptr<HttpTransport::Core> core;
   HttpRequest request;  // URL, method and body change when a redirect is followed
   HttpTransport::Completion completion;
+  BodySink sink;  // set for a streamed body
+  bool streamed = false;
   std::atomic<bool> cancelRequested{false};
 
   // I/O thread only.
@@ -40,6 +44,7 @@ struct RequestHandle::State {
   HttpResponse response;
   std::size_t maxBytes = 0;
   bool tooLarge = false;
+  bool sinkOpen = false;  // the final answer's head went to the sink
   bool finished = false;
   char errorText[CURL_ERROR_SIZE] = {};
 };
@@ -110,8 +115,36 @@ struct HttpTransport::Core {
 
 namespace {
 
+bool isRedirect(long status) {
+  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+// Hands the answer's head to the sink once, with what was held back in
+// memory before. False when the sink stops the transfer.
+bool openSink(RequestHandle::State& state) {
+  if (state.sinkOpen) return true;
+  state.sinkOpen = true;
+  long status = 0;
+  curl_easy_getinfo(state.easy, CURLINFO_RESPONSE_CODE, &status);
+  if (state.sink.onResponse &&
+      !state.sink.onResponse(static_cast<int>(status), state.response.headers)) {
+    return false;
+  }
+  std::string held = std::exchange(state.response.data, {});
+  return held.empty() || !state.sink.onData || state.sink.onData(held);
+}
+
 std::size_t onBody(char* data, std::size_t, std::size_t size, void* user) {
   auto* state = static_cast<RequestHandle::State*>(user);
+  if (state->streamed && !state->sinkOpen) {
+    // A redirect's body stays in memory: the transport may follow it.
+    long status = 0;
+    curl_easy_getinfo(state->easy, CURLINFO_RESPONSE_CODE, &status);
+    if (!isRedirect(status) && !openSink(*state)) return 0;
+  }
+  if (state->sinkOpen) {
+    return !state->sink.onData || state->sink.onData({data, size}) ? size : 0;
+  }
   if (state->response.data.size() + size > state->maxBytes) {
     state->tooLarge = true;
     return 0;  // aborts the transfer with CURLE_WRITE_ERROR
@@ -157,10 +190,6 @@ CURLcode addTrustAnchors(CURL*, void* sslContext, void* caFile) {
   X509_STORE* store = SSL_CTX_get_cert_store(static_cast<SSL_CTX*>(sslContext));
   if (store && X509_STORE_load_file(store, static_cast<const char*>(caFile)) == 1) return CURLE_OK;
   return CURLE_SSL_CACERT_BADFILE;
-}
-
-bool isRedirect(long status) {
-  return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
 }  // namespace
@@ -216,10 +245,12 @@ void HttpTransport::Core::begin(const StatePtr& state) {
 std::optional<URLError> HttpTransport::Core::configure(State& state, CURL* e) {
   const HttpRequest& req = state.request;
   state.maxBytes = options.maxResponseBytes;
+  // A streamed body without a time of its own is limited by stalls only.
+  const bool unlimited = state.streamed && req.timeout.count() <= 0;
   const auto total = req.timeout.count() > 0 ? req.timeout : options.requestTimeout;
   const auto left = total - std::chrono::duration_cast<std::chrono::milliseconds>(
                                 Clock::now() - state.connectedAt);
-  if (left.count() <= 0) {
+  if (!unlimited && left.count() <= 0) {
     return URLError(URLError::Code::timedOut, "no time left after " +
                                                   std::to_string(state.redirects) + " redirects");
   }
@@ -232,17 +263,27 @@ std::optional<URLError> HttpTransport::Core::configure(State& state, CURL* e) {
   // Redirects are followed by hand (followRedirect), within the origin only.
   curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.connectTimeout.count()));
-  curl_easy_setopt(e, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
+  if (unlimited) {
+    curl_easy_setopt(e, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(e, CURLOPT_LOW_SPEED_TIME,
+                     static_cast<long>(std::max<std::int64_t>(1, options.stallTimeout.count() / 1000)));
+  } else {
+    curl_easy_setopt(e, CURLOPT_TIMEOUT_MS, static_cast<long>(left.count()));
+  }
   curl_easy_setopt(e, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(e, CURLOPT_SSL_VERIFYHOST, 2L);
   if (!options.caFile.empty()) {
     curl_easy_setopt(e, CURLOPT_SSL_CTX_FUNCTION, addTrustAnchors);
     curl_easy_setopt(e, CURLOPT_SSL_CTX_DATA, options.caFile.c_str());
   }
-  curl_easy_setopt(e, CURLOPT_ACCEPT_ENCODING, "");
   curl_easy_setopt(e, CURLOPT_TCP_KEEPALIVE, 1L);
-  curl_easy_setopt(e, CURLOPT_MAXFILESIZE_LARGE,
-                   static_cast<curl_off_t>(options.maxResponseBytes));
+  if (state.streamed) {
+    curl_easy_setopt(e, CURLOPT_BUFFERSIZE, 256L * 1024);
+  } else {
+    curl_easy_setopt(e, CURLOPT_ACCEPT_ENCODING, "");
+    curl_easy_setopt(e, CURLOPT_MAXFILESIZE_LARGE,
+                     static_cast<curl_off_t>(options.maxResponseBytes));
+  }
   curl_easy_setopt(e, CURLOPT_SHARE, share);
   curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, onBody);
   curl_easy_setopt(e, CURLOPT_WRITEDATA, &state);
@@ -299,6 +340,7 @@ bool HttpTransport::Core::followRedirect(const StatePtr& state, long status) {
   recycle(*state);
   state->response = HttpResponse{};
   state->tooLarge = false;
+  state->sinkOpen = false;
   state->errorText[0] = '\0';
   begin(state);
   return true;
@@ -313,6 +355,10 @@ void HttpTransport::Core::finish(const StatePtr& state, CURLcode code) {
     curl_easy_getinfo(state->easy, CURLINFO_EFFECTIVE_URL, &url);
     state->response.statusCode = static_cast<int>(status);
     state->response.url = url ? url : state->request.url;
+    if (state->streamed && !openSink(*state)) {
+      complete(*state, URLError(URLError::Code::cancelled, "the body's receiver stopped it"));
+      return;
+    }
     complete(*state, std::move(state->response));
     return;
   }
@@ -322,6 +368,8 @@ void HttpTransport::Core::finish(const StatePtr& state, CURLcode code) {
   std::string detail = state->errorText[0] ? state->errorText : curl_easy_strerror(code);
   if (mapped == URLError::Code::dataLengthExceedsMaximum) {
     detail = "the body is larger than " + std::to_string(state->maxBytes) + " bytes";
+  } else if (code == CURLE_COULDNT_CONNECT && osErrno != 0) {
+    detail += std::string(" (") + std::strerror(static_cast<int>(osErrno)) + ")";
   } else if (code == CURLE_SSL_CACERT_BADFILE && !options.caFile.empty()) {
     detail = "cannot load trust anchors from " + options.caFile;
   }
@@ -475,9 +523,21 @@ HttpTransport& HttpTransport::shared() {
 const TransportOptions& HttpTransport::options() const noexcept { return core_->options; }
 
 RequestHandle HttpTransport::send(HttpRequest request, Completion completion) {
+  return start(std::move(request), nullptr, std::move(completion));
+}
+
+RequestHandle HttpTransport::stream(HttpRequest request, BodySink sink, Completion completion) {
+  return start(std::move(request), &sink, std::move(completion));
+}
+
+RequestHandle HttpTransport::start(HttpRequest request, BodySink* sink, Completion completion) {
   auto state = std::make_shared<RequestHandle::State>();
   state->core = core_;
   state->request = std::move(request);
+  if (sink) {
+    state->sink = std::move(*sink);
+    state->streamed = true;
+  }
   {
     std::lock_guard lock(core_->mutex);
     if (!core_->stopping) {

@@ -88,6 +88,28 @@ Reply Reply::truncated(std::string body, std::size_t missing) {
   return r;
 }
 
+Reply rangeReply(const RecordedRequest& request, const std::string& body, const std::string& etag,
+                 bool ranges) {
+  Reply r;
+  if (!etag.empty()) r.headers.emplace_back("ETag", etag);
+  const auto range = request.header("Range");
+  const auto ifRange = request.header("If-Range");
+  std::size_t from = 0;
+  if (ranges && range && range->starts_with("bytes=") && (!ifRange || *ifRange == etag)) {
+    from = std::stoul(range->substr(6));
+  }
+  if (from == 0 || from > body.size()) {
+    r.body = body;
+    return r;
+  }
+  r.status = 206;
+  r.headers.emplace_back("Content-Range", "bytes " + std::to_string(from) + "-" +
+                                              std::to_string(body.size() - 1) + "/" +
+                                              std::to_string(body.size()));
+  r.body = body.substr(from);
+  return r;
+}
+
 struct TestHttpServer::Impl {
   asio::io_context io{1};
   tcp::acceptor acceptor{io};
@@ -246,9 +268,10 @@ struct TestHttpServer::Impl::Session : SessionBase, std::enable_shared_from_this
   }
 
   void writeTruncated(const Reply& reply) {
-    raw = "HTTP/1.1 " + std::to_string(reply.status) + " " + reasonFor(reply.status) +
-          "\r\nContent-Length: " + std::to_string(reply.body.size() + reply.missingBytes) +
-          "\r\n\r\n" + reply.body;
+    raw = "HTTP/1.1 " + std::to_string(reply.status) + " " + reasonFor(reply.status) + "\r\n";
+    for (const auto& [k, v] : reply.headers) raw += k + ": " + v + "\r\n";
+    raw += "Content-Length: " + std::to_string(reply.body.size() + reply.missingBytes) +
+           "\r\n\r\n" + reply.body;
     asio::async_write(socket, asio::buffer(raw),
                       [self = shared_from_this()](beast::error_code, std::size_t) {
                         self->closeNow();

@@ -43,7 +43,7 @@ struct Reply {
     neverAnswer,      // keep the connection open and say nothing
     closeConnection,  // close the connection without a reply
     hugeBody,         // a valid reply of hugeSize bytes, streamed
-    truncatedBody,    // announce body + missing bytes, send body, close
+    truncatedBody,    // announce body + missing bytes, send headers and body, close
   };
   Kind kind = Kind::normal;
   int status = 200;
@@ -62,6 +62,12 @@ struct Reply {
   static Reply huge(std::size_t bytes);
   static Reply truncated(std::string body, std::size_t missing);
 };
+
+// A file served as a server with byte ranges would serve it: 206 with the
+// part from a "Range: bytes=N-" when ranges are on and If-Range (if sent)
+// matches etag, else 200 with the whole body; ETag sent when not empty.
+Reply rangeReply(const RecordedRequest& request, const std::string& body, const std::string& etag,
+                 bool ranges = true);
 
 class TestHttpServer {
  public:

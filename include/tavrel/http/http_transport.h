@@ -27,6 +27,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "tavrel/http/http_message.h"
@@ -50,6 +51,10 @@ struct TransportOptions {
   long maxConnectionsPerHost = 8;
   // Workers of the callback queue.
   std::size_t callbackThreads = 2;
+  // A streamed body (HttpTransport::stream) has no overall time limit unless
+  // its request sets one; it fails with timedOut once it has moved less than
+  // one byte a second for this long.
+  std::chrono::milliseconds stallTimeout = std::chrono::seconds(30);
   // A PEM file of additional trust anchors, such as a private CA; empty for
   // none. The system store is always used, and every TLS peer is verified,
   // host name included, whether this is set or not.
@@ -58,6 +63,18 @@ struct TransportOptions {
 
 // The outcome of one request: the answer, whatever its status, or the failure.
 using HttpResult = std::variant<HttpResponse, URLError>;
+
+// Where a streamed body goes instead of memory. Both functions run on the I/O
+// thread, so they must be quick (writing to a file is), must not block, and
+// may call nothing of the transport but RequestHandle::cancel. Returning
+// false from either stops the transfer; it then completes with a URLError.
+struct BodySink {
+  // The status and headers of the final answer, after redirects, once and
+  // before its first byte (also for an empty body).
+  std::function<bool(int status, const HeaderFields& headers)> onResponse;
+  // Each piece of the body, in order.
+  std::function<bool(std::string_view bytes)> onData;
+};
 
 // Lets the caller cancel one request from any thread. Cancelling a request
 // that has not finished completes it with URLError cancelled; cancelling one
@@ -95,6 +112,12 @@ class HttpTransport {
   // Starts the request; completion runs exactly once, on the callback queue.
   RequestHandle send(HttpRequest request, Completion completion);
 
+  // As send, but the final answer's body goes to sink piece by piece as it
+  // arrives, in constant memory; the HttpResponse handed to completion holds
+  // no data. The body is asked for without compression, so that its bytes
+  // are the resource's own (byte ranges stay meaningful), and has no size cap.
+  RequestHandle stream(HttpRequest request, BodySink sink, Completion completion);
+
   // Runs job on the callback queue. A job that is still waiting when the
   // transport shuts down is run on its way out; one posted after that runs at
   // once on the caller's thread.
@@ -103,6 +126,7 @@ class HttpTransport {
   struct Core;
 
  private:
+  RequestHandle start(HttpRequest request, BodySink* sink, Completion completion);
   std::shared_ptr<Core> core_;
 };
 
