@@ -50,8 +50,9 @@ void Avatar::setup(const Person& person) {
   const double width = frame().width();
   ImageLoader& loader = loader_ ? *loader_ : ImageLoader::shared();
   loader.load(person.avatar, [self, generation, radius, width](std::optional<QImage> image) {
-    if (!self || self->generation_ != generation || !image) return;
-    self->avatarNode_->setImage(roundCorners(*image, radius, width));
+    if (!self || self->generation_ != generation) return;
+    if (image) self->avatarNode_->setImage(roundCorners(*image, radius, width));
+    if (self->onLoadFinished) self->onLoadFinished(image.has_value());
   });
 }
 

@@ -12,13 +12,18 @@ ImageButton::ImageButton(std::optional<QImage> icon)
       icon_(new ImageView(QRectF(15.0, 11.0, 22.0, 22.0), std::move(icon))),
       tempTintColor_(colors::hex(0x999999)) {
   icon_->setRenderingMode(ImageView::RenderingMode::alwaysTemplate);
+  icon_->setTintColor(tempTintColor_);
   setClipsToBounds(true);
   addSubview(icon_);
   QPointer<ImageButton> self(this);
   disposeBag_.insert(isEnabledRelay.asObservable()
                          .observeOn(rx::MainScheduler::instance())
                          .subscribe([self](const bool& enabled) {
-                           if (!self) return;
+                           // A repeat of the state it is in changes nothing: a
+                           // second false must not take the grey for the colour
+                           // to bring back.
+                           if (!self || self->enabled_ == enabled) return;
+                           self->enabled_ = enabled;
                            self->setUserInteractionEnabled(enabled);
                            if (enabled) {
                              self->icon_->setTintColor(self->tempTintColor_);

@@ -107,7 +107,11 @@ TextView::TextView(const QRectF& frame) : View(frame), editor_(new Editor(this))
     if (!programmatic_ && delegate_) delegate_->textViewDidChangeSelection(*this);
   });
   connect(editor_->document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
-          [this](const QSizeF& size) { setContentSize({double(editor_->viewport()->width()), size.height()}); });
+          [this](const QSizeF& size) {
+            // A new text is set in steps (cleared, then filled): its size
+            // counts once, at the end.
+            if (!programmatic_) setContentSize({double(editor_->viewport()->width()), size.height()});
+          });
 }
 
 TextView::~TextView() { delegate_ = nullptr; }
@@ -122,6 +126,7 @@ void TextView::setText(const QString& text) {
   applyLayoutOptions();  // a new text brings a new root frame
   editor_->moveCursor(QTextCursor::End);
   programmatic_ = false;
+  setContentSize({double(editor_->viewport()->width()), editor_->document()->size().height()});
 }
 
 QFont TextView::font() const { return editor_->font(); }

@@ -23,6 +23,10 @@ class Avatar : public View {
   void setAvatarImage(std::optional<QImage> image);
   std::optional<QImage> getAvatarImage() const { return avatarNode_->image(); }
 
+  // Called when the load of the latest `setup` ends, with whether it
+  // brought a picture (a host may hide its own progress then).
+  std::function<void(bool loaded)> onLoadFinished;
+
   // The loader `setup` uses; the shared one unless set.
   void setImageLoader(ImageLoader* loader) { loader_ = loader; }
   void layoutSubviews() override;

@@ -43,6 +43,7 @@ class ImageButton : public Control {
   double defaultHeight_ = 43.5;
   ImageView* icon_;
   std::optional<QColor> tempTintColor_;
+  std::optional<bool> enabled_;  // the state shown
   rx::DisposeBag disposeBag_;
 };
 
