@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -144,9 +145,28 @@ struct Transfer : std::enable_shared_from_this<Transfer> {
   bool restarted = false;
   double reported = -1;
   Clock::time_point reportedAt;
+  // Copies of written and total for transferSizes; total + 1, 0 when unknown.
+  std::atomic<std::uint64_t> bytesSeen{0}, totalSeen{0};
 };
 
 using TransferPtr = std::shared_ptr<Transfer>;
+
+// Gives the complete partial file its final name without replacing a file
+// that took that name meanwhile (another transfer's): then the next free
+// "<stem>_<n><extension>". The errno of a failure, else 0.
+int publish(Transfer& t) {
+  const fs::path folder = t.target.parent_path();
+  const std::string stem = t.target.stem().string(), extension = t.target.extension().string();
+  for (int n = 1; n < 10000; ++n) {
+    if (::link(t.partial.c_str(), t.target.c_str()) == 0) {
+      ::unlink(t.partial.c_str());
+      return 0;
+    }
+    if (errno != EEXIST) return errno;
+    t.target = folder / (stem + "_" + std::to_string(n) + extension);
+  }
+  return EEXIST;
+}
 
 }  // namespace
 
@@ -257,6 +277,8 @@ bool SDDownloadManager::Impl::onResponse(Transfer& t, int status, const HeaderFi
   t.buffer.resize(kFileBuffer);
   std::setvbuf(t.file, t.buffer.data(), _IOFBF, t.buffer.size());
   t.written = start;
+  t.bytesSeen.store(start, std::memory_order_relaxed);
+  t.totalSeen.store(t.total ? *t.total + 1 : 0, std::memory_order_relaxed);
   t.record.etag = headerValue(headers, "ETag").value_or("");
   t.record.lastModified = headerValue(headers, "Last-Modified").value_or("");
   t.record.bytes = start;
@@ -271,6 +293,7 @@ bool SDDownloadManager::Impl::onData(Transfer& t, std::string_view bytes) {
     return false;
   }
   t.written += bytes.size();
+  t.bytesSeen.store(t.written, std::memory_order_relaxed);
   if (t.written - t.record.bytes >= kRecordEvery) {
     if (std::fflush(t.file) != 0) {
       t.failure = fileError(t.partial, errno);
@@ -358,9 +381,8 @@ void SDDownloadManager::Impl::finished(const TransferPtr& t, HttpResult result) 
                        URLError::Code::networkConnectionLost, 0};
     return end(t, t->background, lost, std::nullopt);
   }
-  std::error_code ec;
-  fs::rename(t->partial, t->target, ec);
-  if (ec) return end(t, true, fileError(t->target, ec.value()), std::nullopt);
+  const int err = publish(*t);
+  if (err != 0) return end(t, true, fileError(t->target, err), std::nullopt);
   report(*t, true);
   end(t, false, std::nullopt, fileUrl(t->target));
 }
@@ -370,6 +392,7 @@ void SDDownloadManager::Impl::finished(const TransferPtr& t, HttpResult result) 
 void SDDownloadManager::Impl::end(const TransferPtr& t, bool keep,
                                   std::optional<DownloadError> error, std::optional<Url> file) {
   std::error_code ec;
+  keep = keep && t->written > 0;  // nothing came: nothing to go on from
   if (keep) {
     t->record.bytes = t->written;
     keep = detail::writeRecord(t->recordPath, t->record);
@@ -491,6 +514,15 @@ std::optional<std::string> SDDownloadManager::downloadFile(HttpRequest request,
   }
   impl_->begin(t);
   return t->key;
+}
+
+std::optional<SDDownloadManager::Sizes> SDDownloadManager::transferSizes(std::string_view key) {
+  std::lock_guard lock(impl_->mutex);
+  auto it = impl_->running.find(key);
+  if (it == impl_->running.end()) return std::nullopt;
+  Sizes sizes{it->second->bytesSeen.load(std::memory_order_relaxed), std::nullopt};
+  if (auto total = it->second->totalSeen.load(std::memory_order_relaxed)) sizes.total = total - 1;
+  return sizes;
 }
 
 bool SDDownloadManager::isDownloadInProgress(std::string_view key) {

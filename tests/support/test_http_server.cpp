@@ -209,7 +209,7 @@ struct TestHttpServer::Impl::Session : SessionBase, std::enable_shared_from_this
       case Reply::Kind::normal: writeLater(std::move(reply), keepAlive); break;
       case Reply::Kind::neverAnswer: impl.pinned.push_back(shared_from_this()); break;
       case Reply::Kind::closeConnection: closeNow(); break;
-      case Reply::Kind::hugeBody: writeHuge(reply.hugeSize); break;
+      case Reply::Kind::hugeBody: writeHuge(reply.hugeSize, reply.headers); break;
       case Reply::Kind::truncatedBody: writeTruncated(reply); break;
     }
   }
@@ -243,9 +243,10 @@ struct TestHttpServer::Impl::Session : SessionBase, std::enable_shared_from_this
                       });
   }
 
-  void writeHuge(std::size_t size) {
-    raw = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nContent-Length: " +
-          std::to_string(size) + "\r\n\r\n";
+  void writeHuge(std::size_t size, const HeaderList& headers) {
+    raw = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n";
+    for (const auto& [k, v] : headers) raw += k + ": " + v + "\r\n";
+    raw += "Content-Length: " + std::to_string(size) + "\r\n\r\n";
     remaining = size;
     asio::async_write(socket, asio::buffer(raw),
                       [self = shared_from_this()](beast::error_code ec, std::size_t) {

@@ -42,7 +42,7 @@ struct Reply {
     normal,           // status, headers and body
     neverAnswer,      // keep the connection open and say nothing
     closeConnection,  // close the connection without a reply
-    hugeBody,         // a valid reply of hugeSize bytes, streamed
+    hugeBody,         // a valid reply of hugeSize bytes "x", streamed, with headers
     truncatedBody,    // announce body + missing bytes, send headers and body, close
   };
   Kind kind = Kind::normal;

@@ -103,6 +103,14 @@ class SDDownloadManager {
   // can go on (also one that an earlier process left).
   bool isDownloadInProgress(std::string_view key);
 
+  // Bytes of a running transfer's file so far, and of the whole body when
+  // known; nothing when no transfer of that key runs.
+  struct Sizes {
+    std::uint64_t bytes = 0;
+    std::optional<std::uint64_t> total;
+  };
+  std::optional<Sizes> transferSizes(std::string_view key);
+
   // Gives a running transfer these callbacks instead of its own; a transfer
   // that was cut off starts again with them, where it stopped. Nothing for
   // an unknown key.
