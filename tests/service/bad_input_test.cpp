@@ -78,6 +78,38 @@ TEST(Router, RefusesBadRequestsWithTheirStatusAndKeepsWhatIsStored) {
   EXPECT_EQ(hub.kept(app.id), 0u);  // no refusal pushed anything
 }
 
+TEST(Router, ASocketGetsOnlyItsOwnApplicationAndVisitor) {
+  service::Store store(":memory:");
+  service::FrameHub hub;
+  service::Router router(store, hub);
+  const auto app = store.createApp("Demo");
+  const auto visitor = store.createVisitor(app.id);
+  const std::string token = store.issueToken(visitor.id);
+  const std::string a = std::to_string(app.id), own = a + "." + std::to_string(visitor.id);
+  struct Case {
+    std::string target;
+    int status;  // 0: granted
+  };
+  for (const Case& k : std::vector<Case>{
+           {"/rts/conversation_reply." + own + "/ping." + own + "?auth_token=" + token, 0},
+           {"/rts/conversation_reply." + a + "?auth_token=appm-" + a + "-" + token, 0},  // the whole app
+           {"/rts/conversation_reply." + a + "?auth_token=" + token, 403},  // a visitor is no app
+           {"/rts/conversation_reply." + a + ".999?auth_token=" + token, 403},
+           {"/rts/conversation_reply.999." + std::to_string(visitor.id) + "?auth_token=" + token, 403},
+           {"/rts/gossip." + own + "?auth_token=" + token, 400},
+           {"/rts/ping." + own, 401},
+           {"/rts/ping." + own + "?auth_token=x%zz", 400},
+       }) {
+    auto grant = router.authorizeSocket(k.target);
+    const int status = std::holds_alternative<Reply>(grant) ? std::get<Reply>(grant).status : 0;
+    EXPECT_EQ(status, k.status) << k.target;
+  }
+  auto grant = router.authorizeSocket("/rts/ping." + own + "?auth_token=" + token + "&tag=a%2Db&time=1%2E5");
+  ASSERT_TRUE(std::holds_alternative<service::SocketGrant>(grant));
+  EXPECT_EQ(std::get<service::SocketGrant>(grant).tag, "a-b");
+  EXPECT_EQ(std::get<service::SocketGrant>(grant).time, "1.5");
+}
+
 // Sends raw bytes and reads until the server closes; the time that took.
 struct RawExchange {
   std::string answer;
