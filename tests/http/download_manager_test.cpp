@@ -27,8 +27,6 @@ struct Outcome {
   std::optional<DownloadError> error;
   std::optional<Url> file;
   bool done = false;
-  std::thread::id thread;
-  bool sameThread = true;
 
   SDDownloadManager::ProgressBlock progress() {
     return [this](double f) {
@@ -117,8 +115,8 @@ TEST_F(DownloadManagerTest, CancelKeepsAResumablePartialFileAndASecondCancelForg
 
 TEST_F(DownloadManagerTest, NamesThatLeaveTheDirectoryAreRefused) {
   SDDownloadManager manager(base);
-  const std::pair<const char*, const char*> rows[] = {
-      {"d", ".."}, {"d", "a/b"}, {"..", "x"}, {"d", "a\\b"}, {"d", std::string("a\0b", 3).c_str()}, {"d", ""}};
+  const std::pair<std::string_view, std::string_view> rows[] = {
+      {"d", ".."}, {"d", "a/b"}, {"..", "x"}, {"d", "a\\b"}, {"d", std::string_view("a\0b", 3)}, {"d", ""}};
   for (auto [directory, name] : rows) {
     Outcome out;
     EXPECT_FALSE(manager.downloadFile(get("/x"), directory, name, true, nullptr, out.completion()));
@@ -126,10 +124,6 @@ TEST_F(DownloadManagerTest, NamesThatLeaveTheDirectoryAreRefused) {
     ASSERT_TRUE(out.error);
     EXPECT_EQ(out.error->kind, DownloadError::Kind::refused) << out.error->localizedDescription;
   }
-  Outcome nul;
-  manager.downloadFile(get("/x"), "d", std::string_view("a\0b", 3), true, nullptr, nul.completion());
-  ASSERT_TRUE(nul.wait());
-  EXPECT_EQ(nul.error->kind, DownloadError::Kind::refused);
   EXPECT_TRUE(server.requests().empty());
   EXPECT_FALSE(fs::exists(base));
 }
