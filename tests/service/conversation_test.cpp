@@ -43,8 +43,15 @@ TEST_F(ConversationTest, StartReplyAndTheBotsAnswerArriveAsFramesOnce) {
   auto dialog = succeeded(conversations.get(id));
   ASSERT_TRUE(dialog);
   EXPECT_EQ(dialog->data.partsCount, 4);
-  EXPECT_EQ(dialog->data.userUnreadCount, 2);
+  EXPECT_EQ(dialog->data.userUnreadCount, 2);  // the bot's two answers
   EXPECT_TRUE(dialog->data.replied);
+
+  // A message in Russian gets its answer in Russian.
+  ASSERT_TRUE(succeeded(conversations.reply(id, "Как сменить пароль?", "778", "comment")));
+  ASSERT_TRUE(heard.waitFor("conversation_reply", 6));
+  auto russian = decodeJson<Message>(*heard.on("conversation_reply")[5].getString("message"));
+  ASSERT_TRUE(russian);
+  EXPECT_NE(russian->body.find("«Как сменить пароль»"), std::string::npos) << russian->body;
 
   ASSERT_TRUE(succeeded(conversations.markRead(id)));
   ASSERT_TRUE(heard.waitFor("conversation_read", 1));
