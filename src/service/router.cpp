@@ -265,7 +265,9 @@ Reply Router::userRoute(Call& call, const Caller& c) {
   if (what == "startconversation") {
     const std::string body = param(call.params, "body");
     if (body.empty()) return fail(400, "bad_request", "body is missing or empty");
-    auto [conversation, first] = store_.startConversation(*user, body);
+    const auto started = store_.startConversation(*user, body);
+    const ConversationRow& conversation = started.first;
+    const PartRow& first = started.second;
     pushDialog(conversation);
     pushPart(conversation, first);
     if (onVisitorPart) onVisitorPart(conversation, first);
@@ -303,9 +305,9 @@ Reply Router::userRoute(Call& call, const Caller& c) {
     }
     store_.setProperties(user->id, props);
     std::string data = "{";
-    for (const auto& [key, value] : props) {
+    for (const auto& entry : props) {
       if (data.size() > 1) data += ",";
-      data += json([&](JsonWriter& w) { w.value(key); }) + ":" + value;
+      data += json([&](JsonWriter& w) { w.value(entry.first); }) + ":" + entry.second;
     }
     return ok(data + "}");
   }
