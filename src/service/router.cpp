@@ -67,7 +67,7 @@ std::optional<std::vector<std::string>> segments(std::string_view path) {
 
 struct Router::Caller {
   UserRow user;
-  bool appWide = false;  // a token of the "appm-APP-TOKEN" form: the whole application
+  bool appWide = false;  // "appm-APP-SECRET": the whole application, as its operators
 };
 
 struct Router::Call {
@@ -117,17 +117,20 @@ Reply Router::handle(const Request& request) {
 std::variant<Router::Caller, Reply> Router::caller(const Params& params) {
   const std::string token = param(params, "auth_token");
   if (token.empty()) return fail(401, "unauthorized", "auth_token is missing");
-  std::string raw = token;
-  std::optional<std::int64_t> appId;
   if (token.rfind("appm-", 0) == 0) {
+    // The whole application: "appm-APP-SECRET", for whoever holds the
+    // application's identity secret. A visitor's token never opens it.
     const auto dash = token.find('-', 5);
-    if (dash == std::string::npos) return fail(401, "unauthorized", "auth_token is unknown");
-    appId = parseId(std::string_view(token).substr(5, dash - 5));
-    raw = token.substr(dash + 1);
+    auto appId = dash == std::string::npos ? std::nullopt : parseId(std::string_view(token).substr(5, dash - 5));
+    auto app = appId ? store_.app(*appId) : std::nullopt;
+    if (!app || !constantTimeEqual(app->secret, std::string_view(token).substr(dash + 1))) {
+      return fail(401, "unauthorized", "auth_token is unknown");
+    }
+    return Caller{UserRow{0, app->id, ""}, true};
   }
-  auto user = store_.userByToken(raw);
-  if (!user || (appId && *appId != user->appId)) return fail(401, "unauthorized", "auth_token is unknown");
-  return Caller{*user, appId.has_value()};
+  auto user = store_.userByToken(token);
+  if (!user) return fail(401, "unauthorized", "auth_token is unknown");
+  return Caller{*user, false};
 }
 
 Reply Router::api(Call& call) {

@@ -10,8 +10,11 @@
 // page before in "next_before_position"; conversations newest first, with
 // "next_after".
 //
-// The operator's routes live under "/operator/" and take the application's
-// identity secret in the header "X-Tavrel-Secret".
+// A visitor's token opens that visitor's routes and channels. The
+// application-wide form "appm-APP-SECRET" (the library's app mode, with the
+// application's identity secret as the token) opens every visitor's, and its
+// replies with "from_user" 0 are the operator's. The operator's routes live
+// under "/operator/" and take the same secret in the header "X-Tavrel-Secret".
 //
 // Frames pushed to visitors (the "message" of each):
 //   conversation_reply     a conversation part, as a message record

@@ -92,7 +92,8 @@ TEST(Router, ASocketGetsOnlyItsOwnApplicationAndVisitor) {
   };
   for (const Case& k : std::vector<Case>{
            {"/rts/conversation_reply." + own + "/ping." + own + "?auth_token=" + token, 0},
-           {"/rts/conversation_reply." + a + "?auth_token=appm-" + a + "-" + token, 0},  // the whole app
+           {"/rts/conversation_reply." + a + "?auth_token=appm-" + a + "-" + app.secret, 0},  // the whole app
+           {"/rts/conversation_reply." + a + "?auth_token=appm-" + a + "-" + token, 401},  // not with a visitor's token
            {"/rts/conversation_reply." + a + "?auth_token=" + token, 403},  // a visitor is no app
            {"/rts/conversation_reply." + a + ".999?auth_token=" + token, 403},
            {"/rts/conversation_reply.999." + std::to_string(visitor.id) + "?auth_token=" + token, 403},
@@ -198,6 +199,32 @@ TEST_F(OperatorTest, APersonsReplyReachesTheVisitorLiveAndSilencesTheBot) {
   ASSERT_TRUE(all);
   EXPECT_EQ(all->data.size(), 4u);  // no bot answer after the person took over
   EXPECT_EQ(post("999/reply", "body=x"), 404);
+}
+
+TEST_F(OperatorTest, TheLibrarysAppModeActsForTheWholeApplicationWithItsSecret) {
+  auto settings = visitor();
+  ASSERT_NE(settings, nullptr);
+  RtsManager manager;
+  Listener heard;
+  listen(manager, settings, heard);
+  const std::string id = succeeded(ConversationService(settings, &transport).start("anyone?"))->data.id;
+  const auto demo = server->demoApp();
+  auto app = std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::app, demo.identitySecret,
+                                               demo.appId, "0");
+  ConversationService operators(app, &transport);
+  auto all = succeeded(operators.getDialogs(""));
+  ASSERT_TRUE(all && all->data.size() == 1);
+  EXPECT_EQ(all->data[0].id, id);
+  ASSERT_TRUE(succeeded(operators.reply(id, "from the panel", "1", "comment")));
+  ASSERT_TRUE(heard.waitFor("conversation_reply", 3));  // the visitor's, the bot's, the panel's
+  bool fromPanel = false;
+  for (auto& f : heard.on("conversation_reply")) {
+    auto m = decodeJson<Message>(*f.getString("message"));
+    fromPanel |= m && m->body == "from the panel" && m->direction == "a2u";
+  }
+  EXPECT_TRUE(fromPanel);
+  app->token = "not the secret";
+  EXPECT_NE(refused(operators.getDialogs("x")).find("401"), std::string::npos);
 }
 
 }  // namespace
