@@ -21,7 +21,7 @@ void ALKeyboardObservingView::addKeyboardObserver(View* superview) {
   lastCenter_ = superview->center();
   observation_ = connect(superview, &View::frameChanged, this, [this](const QRectF& frame) {
     // Only a move of the centre counts.
-    if (frame.center() == lastCenter_ || observedView_ != this->superview()) return;
+    if (frame.center() == lastCenter_ || observedView_.data() != static_cast<QObject*>(this->superview())) return;
     lastCenter_ = frame.center();
     keyboardDidChangeFrame(frame);
   });

@@ -108,7 +108,7 @@ bool ALTextView::shouldHidePlaceholder() const { return placeholder_.isEmpty() |
 QRectF ALTextView::placeholderRectThatFits(const QRectF& rect) const {
   const double p = lineFragmentPadding();
   QRectF r = insetRect(rect, textContainerInset());
-  r.setX(r.x() + p);
+  r.translate(p, 0);
   r.setWidth(r.width() - 2 * p);
   return r;
 }

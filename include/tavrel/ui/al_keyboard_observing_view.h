@@ -26,7 +26,7 @@ class ALKeyboardObservingView : public View {
 
   double defaultHeight() const { return defaultHeight_; }
   void setDefaultHeight(double height) { defaultHeight_ = height; }
-  View* observedView() const { return observedView_; }
+  View* observedView() const { return qobject_cast<View*>(observedView_.data()); }
   QSizeF intrinsicContentSize() const override { return {-1, defaultHeight_}; }
 
   // Each height rule of this view takes `height`, or `defaultHeight` if that
@@ -42,7 +42,7 @@ class ALKeyboardObservingView : public View {
   void removeKeyboardObserver();
   void keyboardDidChangeFrame(const QRectF& frame);
 
-  QPointer<View> observedView_;
+  QPointer<QObject> observedView_;  // a View, until its destruction starts
   QMetaObject::Connection observation_;
   QPointF lastCenter_;
   double defaultHeight_ = 44.0;
