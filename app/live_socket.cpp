@@ -82,6 +82,7 @@ void LiveSocket::onEvent(const WebSocketEvent& event) {
   bool lost = false;
   if (std::holds_alternative<WebSocketEvent::Connected>(event.payload)) {
     connected_ = everConnected_ = true;
+    if (onConnected) onConnected();
   } else if (auto* error = std::get_if<WebSocketEvent::Error>(&event.payload)) {
     connected_ = false;
     lost = !std::exchange(closing_, false);

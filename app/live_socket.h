@@ -44,6 +44,8 @@ class LiveSocket {
   // Called when the connection failed or the far side closed it, with no
   // close of ours under way; `beforeFirst` while none has connected yet.
   std::function<void(bool beforeFirst)> onLost;
+  // Called each time a connection opens.
+  std::function<void()> onConnected;
 
   // Starts (or connects again) the session's socket; false when none exists.
   bool start();

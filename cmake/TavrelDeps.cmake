@@ -69,6 +69,8 @@ find_package(LibXml2 REQUIRED)
 find_package(SQLite3 REQUIRED)
 pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+# Line editing for `tavrel chat` in a terminal.
+pkg_check_modules(LIBEDIT REQUIRED IMPORTED_TARGET libedit)
 find_package(Boost 1.81 EXACT REQUIRED)
 if(TAVREL_TESTS)
   find_package(GTest REQUIRED)

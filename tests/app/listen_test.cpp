@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "child_process.h"
 #include "support/test_ws_server.h"
 
 namespace tavrel::cli {
@@ -23,82 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 using test::TestWsServer;
 using test::WsFrame;
-constexpr auto kBound = std::chrono::seconds(10);
-
-// The child: lines to its standard input, from its standard output; its
-// standard error goes to a file.
-class Child {
- public:
-  Child(std::vector<std::string> args, const fs::path& errFile) : errFile_(errFile) {
-    args.insert(args.begin(), {std::string(TAVREL_CLI_EXE), std::string("listen")});
-    std::vector<char*> argv;
-    for (auto& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    int in[2], out[2];
-    EXPECT_EQ(0, ::pipe2(in, O_CLOEXEC) | ::pipe2(out, O_CLOEXEC));
-    if ((pid_ = ::fork()) == 0) {  // only async-signal-safe calls until exec
-      ::dup2(in[0], 0), ::dup2(out[1], 1);
-      ::dup2(::open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-      ::execv(argv[0], argv.data()), ::_exit(127);
-    }
-    ::close(in[0]), ::close(out[1]);
-    in_ = in[1], out_ = out[0];
-  }
-  ~Child() {
-    if (!ended_) ::kill(pid_, SIGKILL), ::waitpid(pid_, nullptr, 0);
-    ::close(in_), ::close(out_);
-  }
-
-  void write(const std::string& lines) {
-    ASSERT_EQ(::write(in_, lines.data(), lines.size()), static_cast<ssize_t>(lines.size()));
-  }
-  void closeInput() { ::close(std::exchange(in_, -1)); }
-  void signal(int number) { ::kill(pid_, number); }
-  // The next line of standard output; nothing if none came within the bound.
-  std::optional<std::string> line() {
-    const auto end = std::chrono::steady_clock::now() + kBound;
-    for (auto at = buffer_.find('\n'); at == std::string::npos; at = buffer_.find('\n')) {
-      if (std::chrono::steady_clock::now() > end || !read(100)) return std::nullopt;
-    }
-    std::string first = buffer_.substr(0, buffer_.find('\n'));
-    buffer_.erase(0, first.size() + 1);
-    return first;
-  }
-  // Waits within the bound for the exit status (-1 if it did not end) or,
-  // with WUNTRACED, for a stop (kStopped).
-  int status(int options = 0) {
-    const auto end = std::chrono::steady_clock::now() + kBound;
-    for (int raw = 0; std::chrono::steady_clock::now() < end; read(20)) {
-      if (::waitpid(pid_, &raw, WNOHANG | options) != pid_) continue;
-      if (WIFSTOPPED(raw)) return kStopped;
-      ended_ = true;
-      return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    }
-    return -1;
-  }
-  std::string err() const {
-    std::ifstream in(errFile_);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-  static constexpr int kStopped = -2;
-
- private:
-  // Reads what standard output has within `ms`; false at its end.
-  bool read(int ms) {
-    pollfd fd{out_, POLLIN, 0};
-    char chunk[4096];
-    if (::poll(&fd, 1, ms) <= 0) return true;
-    const auto n = ::read(out_, chunk, sizeof chunk);
-    if (n > 0) buffer_.append(chunk, static_cast<std::size_t>(n));
-    return n > 0;
-  }
-
-  fs::path errFile_;
-  pid_t pid_ = -1;
-  int in_ = -1, out_ = -1;
-  bool ended_ = false;
-  std::string buffer_;  // standard output not yet taken as lines
-};
 
 class Listen : public ::testing::Test {
  protected:
@@ -137,7 +62,7 @@ class Listen : public ::testing::Test {
 
   fs::path root_;
   TestWsServer server_;
-  std::vector<std::string> args_{"--channels", "conversation_reply,ping", "--app-id", "7",
+  std::vector<std::string> args_{"listen", "--channels", "conversation_reply,ping", "--app-id", "7",
                                  "--user-id", "9", "--network", "manual"};
 };
 
@@ -159,7 +84,9 @@ TEST_F(Listen, RefusesBadCommandLinesAndConfigurationBeforeConnecting) {
   };
   for (const auto& row : rows) {
     if (!row.bundle.empty()) pointAt(row.bundle);
-    Child child(row.args, root_ / "err");
+    auto args = row.args;
+    args.insert(args.begin(), "listen");
+    Child child(args, root_ / "err");
     EXPECT_EQ(child.status(), row.status) << row.says;
     EXPECT_NE(child.err().find(row.says), std::string::npos) << child.err();
   }

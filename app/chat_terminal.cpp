@@ -1,0 +1,93 @@
+#include "chat_terminal.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ostream>
+#include <utility>
+
+// libedit's interface in the shape of GNU readline's, with its callback mode.
+#include <editline/readline.h>
+
+namespace tavrel::cli {
+namespace {
+
+EditScreen* current = nullptr;  // the one whose callback libedit calls
+constexpr const char* kPrompt = "> ";
+
+}  // namespace
+
+void PlainScreen::show(std::string_view line) {
+  out_ << line << '\n';
+  out_.flush();
+}
+
+void PlainScreen::note(std::string_view line) {
+  err_ << "tavrel chat: " << line << '\n';
+  err_.flush();
+}
+
+EditScreen::EditScreen(std::function<void(std::optional<std::string>)> onLine)
+    : onLine_(std::move(onLine)) {
+  // The editor counts characters by the locale: UTF-8 for emoji and Cyrillic.
+  const char* locale = std::setlocale(LC_CTYPE, "");
+  if (!locale || !std::strstr(locale, "UTF-8")) std::setlocale(LC_CTYPE, "C.UTF-8");
+  current = this;
+  rl_readline_name = "tavrel";
+  rl_catch_signals = 0;  // the chat takes the signals itself
+  using_history();
+  resume();
+}
+
+EditScreen::~EditScreen() {
+  suspend();
+  std::fputs("\n", stdout);
+  std::fflush(stdout);
+  current = nullptr;
+}
+
+void EditScreen::lineDone(char* line) {
+  if (!current) return;
+  std::optional<std::string> text;
+  if (line) {
+    text = line;
+    if (!text->empty()) add_history(line);
+    std::free(line);
+  }
+  current->onLine_(std::move(text));
+}
+
+void EditScreen::readable() {
+  if (active_) rl_callback_read_char();
+}
+
+void EditScreen::suspend() {
+  if (!std::exchange(active_, false)) return;
+  rl_callback_handler_remove();
+}
+
+void EditScreen::resume() {
+  if (std::exchange(active_, true)) return;
+  rl_callback_handler_install(kPrompt, lineDone);
+}
+
+void EditScreen::above(std::string_view text) {
+  // Over the prompt line: the text, then the prompt and the typed line again.
+  std::fputs("\r\x1b[K", stdout);
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fputs("\n", stdout);
+  std::fflush(stdout);
+  if (active_) rl_forced_update_display();
+}
+
+void EditScreen::show(std::string_view line) { above(line); }
+
+void EditScreen::note(std::string_view line) {
+  std::string dim = "\x1b[2m";  // faint, so that the conversation stands out
+  dim += line;
+  dim += "\x1b[0m";
+  above(dim);
+}
+
+}  // namespace tavrel::cli
