@@ -4,6 +4,7 @@
 
 #include <QBuffer>
 #include <filesystem>
+#include <unistd.h>
 
 #include "support/test_http_server.h"
 #include "tavrel/http/http_transport.h"
@@ -55,7 +56,11 @@ class AvatarTest : public ::testing::Test {
 
   test::TestHttpServer server;
   HttpTransport transport;
-  std::filesystem::path cache = std::filesystem::temp_directory_path() / "tavrel-ui-avatar-test";
+  // One folder per test and process: CTest runs tests side by side.
+  std::filesystem::path cache =
+      std::filesystem::temp_directory_path() /
+      ("tavrel-ui-avatar-" + std::to_string(getpid()) + "-" +
+       ::testing::UnitTest::GetInstance()->current_test_info()->name());
   ImageLoader loader{transport, cache};
   QColor blue = QColor(0x4A, 0x90, 0xE2);
 };
