@@ -156,8 +156,13 @@ class Embedded {
                "<key>wssUrl</key><string>" + embedded->server_->wssUrl() + "</string>");
     Bundle::registerMain(main);
     Bundle::registerBundle(Bundle::libIdentifier, embedded->directory_ / "lib");
+    // For `tavrel operator` in another terminal; the directory is ours alone.
+    std::ofstream(embedded->secretFile()) << embedded->server_->demoApp().identitySecret << '\n';
     return embedded;
   }
+  fs::path secretFile() const { return directory_ / "secret"; }
+  // "http://127.0.0.1:PORT", what `tavrel operator --server` takes.
+  std::string origin() const { return "http://127.0.0.1:" + std::to_string(server_->port()); }
   ~Embedded() {
     Bundle::registerMain({});
     Bundle::registerBundle(Bundle::libIdentifier, {});
@@ -359,8 +364,11 @@ int runChat(std::span<const std::string> args, Io io) {
     TavrelLib::shared();
     ChatSession chat(call, std::get<0>(std::move(session)), manual, options);
     if (embedded && options.interactive) {
-      std::cout << "Talking to the support bot of a service started here, at "
-                << embedded->server().apiUrl() << "\n";
+      io.out << "You are talking to the support bot of a service started here. To answer\n"
+                "as a person, in another terminal:\n  tavrel operator --server "
+             << embedded->origin() << " --secret-file " << embedded->secretFile().string()
+             << " reply CONVERSATION TEXT\n";
+      io.out.flush();
     }
     return runSession(chat, io, options.interactive);
   });

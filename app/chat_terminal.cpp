@@ -70,6 +70,8 @@ void EditScreen::suspend() {
 void EditScreen::resume() {
   if (std::exchange(active_, true)) return;
   rl_callback_handler_install(kPrompt, lineDone);
+  // Ctrl-Z and Ctrl-C stay signals while a line is edited.
+  rl_parse_and_bind("setty -x +isig");
 }
 
 void EditScreen::above(std::string_view text) {
