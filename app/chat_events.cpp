@@ -94,7 +94,7 @@ void Transcript::open(std::string dialogId) {
   ids_.clear();
   randomIds_.clear();
   older_.reset();
-  unanswered_ = 0;
+  sent_ = answers_ = 0;
 }
 
 bool Transcript::admit(const Message& message) {
@@ -111,7 +111,7 @@ bool Transcript::admit(const Message& message) {
 void Transcript::sent(const std::string& id, std::int64_t randomId) {
   ids_.insert(id);
   randomIds_.insert(randomId);
-  ++unanswered_;
+  ++sent_;
 }
 
 bool Transcript::isAnswer(const Message& message) const {
@@ -119,8 +119,5 @@ bool Transcript::isAnswer(const Message& message) const {
          (!message.conversation || *message.conversation == dialogId_);
 }
 
-void Transcript::answered() {
-  if (unanswered_ > 0) --unanswered_;
-}
 
 }  // namespace tavrel::cli

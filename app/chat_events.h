@@ -52,10 +52,11 @@ class Transcript {
   void sent(const std::string& id, std::int64_t randomId);
   // Whether `message` answers us: from the other side, in this dialog.
   bool isAnswer(const Message& message) const;
-  // One answer came: one message fewer waits.
-  void answered();
+  // One answer came: one message fewer waits (also when the answer came
+  // before the service had confirmed the message).
+  void answered() { ++answers_; }
   // How many messages we sent still wait for an answer.
-  int unanswered() const noexcept { return unanswered_; }
+  int unanswered() const noexcept { return sent_ > answers_ ? sent_ - answers_ : 0; }
 
   // The position before which the next older page starts; none when the
   // oldest message has been shown.
@@ -67,7 +68,8 @@ class Transcript {
   std::set<std::string> ids_;
   std::set<std::int64_t> randomIds_;
   std::optional<std::string> older_;
-  int unanswered_ = 0;
+  int sent_ = 0;
+  int answers_ = 0;
 };
 
 }  // namespace tavrel::cli

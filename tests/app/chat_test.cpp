@@ -126,6 +126,21 @@ TEST_F(Chat, NoAnswerIsLostOrRepeatedAcrossALostConnection) {
   EXPECT_EQ(run.count("you: third"), 1u);
 }
 
+TEST_F(Chat, AnAnswerThatCameWhileStoppedAppearsOnceAfterContinuing) {
+  serve(std::chrono::milliseconds(300));
+  Child child = chat({"--key", server_->demoApp().apiKey, "--network", "manual"});
+  child.write("hello\n");
+  ASSERT_TRUE(waitFor(child, "you: hello")) << err();
+  // Stopped before the bot has answered: the socket closes first.
+  child.signal(SIGTSTP);
+  ASSERT_EQ(child.status(WUNTRACED), Child::kStopped);
+  child.signal(SIGCONT);
+  child.closeInput();
+  const Output run = finish(child);
+  EXPECT_EQ(run.status, 0) << err();
+  EXPECT_EQ(run.countStarting("Support bot: "), 1u) << ::testing::PrintToString(run.lines);
+}
+
 TEST_F(Chat, OpensAConversationAndPagesBackToItsFirstMessage) {
   serve(std::chrono::milliseconds(0));
   const std::string key = server_->demoApp().apiKey;
