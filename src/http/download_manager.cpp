@@ -196,7 +196,7 @@ struct SDDownloadManager::Impl : std::enable_shared_from_this<Impl> {
   bool onData(Transfer& t, std::string_view bytes);
   void report(Transfer& t, bool last);
   void finished(const TransferPtr& t, HttpResult result);
-  void closeFile(Transfer& t, bool sync);
+  void closeFile(Transfer& t);
   void end(const TransferPtr& t, bool keep, std::optional<DownloadError> error,
            std::optional<Url> file);
   void post(const TransferPtr& t, Transfer::Pending event);
@@ -326,11 +326,10 @@ void SDDownloadManager::Impl::report(Transfer& t, bool last) {
   post(t.shared_from_this(), fraction);
 }
 
-void SDDownloadManager::Impl::closeFile(Transfer& t, bool sync) {
+void SDDownloadManager::Impl::closeFile(Transfer& t) {
   if (!t.file) return;
   bool ok = std::fflush(t.file) == 0;
   const int err = errno;
-  if (ok && sync) ok = ::fdatasync(::fileno(t.file)) == 0;
   if (std::fclose(t.file) != 0) ok = false;
   t.file = nullptr;
   t.buffer = {};
@@ -352,7 +351,7 @@ void SDDownloadManager::Impl::finished(const TransferPtr& t, HttpResult result) 
   auto* response = std::get_if<HttpResponse>(&result);
   const bool whole = response && !t->failure && !t->restart &&
                      (!t->total || t->written == *t->total);
-  closeFile(*t, whole);
+  closeFile(*t);
   if (cancelled) {
     return end(t, t->background, transportError(URLError(URLError::Code::cancelled), t->key),
                std::nullopt);
