@@ -35,6 +35,7 @@ class DownloadCliTest : public ::testing::Test {
   static void SetUpTestSuite() {
     root = fs::temp_directory_path() / ("tavrel_dlcli_" + std::to_string(::getpid()));
     fs::remove_all(root);
+    fs::create_directories(root);  // the children write their output here
     for (const char* name : {"XDG_CACHE_HOME", "XDG_STATE_HOME"}) {
       const char* old = std::getenv(name);
       saved.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
