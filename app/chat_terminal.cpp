@@ -55,7 +55,16 @@ void EditScreen::lineDone(char* line) {
     if (!text->empty()) add_history(line);
     std::free(line);
   }
-  current->onLine_(std::move(text));
+  // libedit leaves its character-at-a-time mode when a line ends, with the
+  // finished line still in its buffer: until it is installed again, nothing
+  // is redrawn, and installing it clears the line and shows the prompt.
+  EditScreen* screen = current;
+  const bool more = text.has_value();
+  screen->betweenLines_ = true;
+  screen->onLine_(std::move(text));
+  if (current != screen) return;  // the chat ended with that line
+  screen->betweenLines_ = false;
+  if (more && screen->active_) rl_callback_handler_install(kPrompt, lineDone);
 }
 
 void EditScreen::readable() {
@@ -80,7 +89,7 @@ void EditScreen::above(std::string_view text) {
   std::fwrite(text.data(), 1, text.size(), stdout);
   std::fputs("\n", stdout);
   std::fflush(stdout);
-  if (active_) rl_forced_update_display();
+  if (active_ && !betweenLines_) rl_forced_update_display();
 }
 
 void EditScreen::show(std::string_view line) { above(line); }

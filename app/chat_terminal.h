@@ -59,6 +59,7 @@ class EditScreen final : public Screen {
 
   std::function<void(std::optional<std::string>)> onLine_;
   bool active_ = false;
+  bool betweenLines_ = false;  // a finished line is being handled
 };
 
 }  // namespace tavrel::cli
