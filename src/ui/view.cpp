@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QVariantAnimation>
 #include <cmath>
+#include <utility>
 
 #include "tavrel/ui/animation_clock.h"
 
@@ -30,19 +31,26 @@ struct AnimationContext {
 
 AnimationContext* current = nullptr;
 
+// Makes a context current for the changes made while it lives.
+class ContextScope {
+ public:
+  explicit ContextScope(AnimationContext* context) : outer_(std::exchange(current, context)) {}
+  ~ContextScope() { current = outer_; }
+  ContextScope(const ContextScope&) = delete;
+  ContextScope& operator=(const ContextScope&) = delete;
+
+ private:
+  AnimationContext* outer_;
+};
+
 void record(double seconds, bool keyframes, const std::function<void()>& changes,
             std::function<void(bool)> completion) {
   AnimationContext context{seconds, keyframes, 0, 1, false, std::make_shared<AnimationGroup>()};
   context.group->completion = std::move(completion);
-  AnimationContext* outer = current;
-  current = &context;
-  try {
+  {
+    ContextScope scope(&context);
     changes();
-  } catch (...) {
-    current = outer;
-    throw;
   }
-  current = outer;
   if (context.group->pending == 0 && context.group->completion) context.group->completion(true);
 }
 
@@ -163,15 +171,8 @@ void View::addKeyframe(double relativeStart, double relativeDuration, const std:
 
 void View::performWithoutAnimation(const std::function<void()>& changes) {
   AnimationContext context{0, false, 0, 1, true, nullptr};
-  AnimationContext* outer = current;
-  current = &context;
-  try {
-    changes();
-  } catch (...) {
-    current = outer;
-    throw;
-  }
-  current = outer;
+  ContextScope scope(&context);
+  changes();
 }
 
 void View::setHidden(bool hidden) {
