@@ -114,10 +114,13 @@ std::unique_ptr<View> buttonScene(QSizeF size, bool enabled) {
   return view;
 }
 
-}  // namespace
+std::vector<std::vector<Scene> (*)()>& groups() {
+  static std::vector<std::vector<Scene> (*)()> all;
+  return all;
+}
 
-const std::vector<Scene>& scenes() {
-  static const std::vector<Scene> all = {
+std::vector<Scene> widgetScenes() {
+  return {
       {"input:empty", "the empty bar: placeholder, no send button", {375, 120},
        [](QSizeF s) { return inputScene(s, {}, false); }},
       {"input:1", "one line: the send button has slid in", {375, 120},
@@ -157,6 +160,19 @@ const std::vector<Scene>& scenes() {
          return view;
        }},
   };
+}
+
+}  // namespace
+
+SceneGroup::SceneGroup(std::vector<Scene> (*make)()) { groups().push_back(make); }
+
+const std::vector<Scene>& scenes() {
+  static const std::vector<Scene> all = [] {
+    std::vector<Scene> list = widgetScenes();
+    for (auto make : groups())
+      for (auto& scene : make()) list.push_back(std::move(scene));
+    return list;
+  }();
   return all;
 }
 

@@ -21,7 +21,15 @@ struct Scene {
   std::function<std::unique_ptr<ui::View>(QSizeF size)> build;
 };
 
+// Every scene, in the order the groups joined the list.
 const std::vector<Scene>& scenes();
 const Scene* findScene(const std::string& name);
+
+// Scenes kept in other files of tavrel-desk join the list with a static
+// SceneGroup: `static SceneGroup group(&myScenes);`.
+class SceneGroup {
+ public:
+  explicit SceneGroup(std::vector<Scene> (*make)());
+};
 
 }  // namespace tavrel::desk

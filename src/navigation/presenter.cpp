@@ -1,0 +1,1 @@
+#include "tavrel/navigation/presenter.h"
