@@ -86,7 +86,7 @@ class FailedSession final : public WsSession {
 template <class Stream>
 class Session final : public WsSession, public std::enable_shared_from_this<Session<Stream>> {
  public:
-  static constexpr bool tls = !std::is_same_v<Stream, beast::tcp_stream>;
+  static constexpr bool tls = !std::is_same_v<Stream, tcp::socket>;
 
   template <class... StreamArgs>
   Session(WsSessionConfig config, Endpoint endpoint, WsEventSink sink,
@@ -157,7 +157,8 @@ class Session final : public WsSession, public std::enable_shared_from_this<Sess
   void cut() {
     resolver_.cancel();
     deadline_.cancel();
-    beast::get_lowest_layer(ws_).close();
+    beast::error_code ignored;
+    beast::get_lowest_layer(ws_).close(ignored);
   }
   void armDeadline(double seconds) {
     deadline_.expires_after(toDuration(seconds));
@@ -182,12 +183,12 @@ class Session final : public WsSession, public std::enable_shared_from_this<Sess
 
   void onResolved(beast::error_code ec, tcp::resolver::results_type results) {
     if (ec) return fail(Kind::cannotConnect, ec, "cannot find " + endpoint_.host + ": " + ec.message());
-    beast::get_lowest_layer(ws_).async_connect(results, handler(&Session::onTcp));
+    asio::async_connect(beast::get_lowest_layer(ws_), results, handler(&Session::onTcp));
   }
 
   void onTcp(beast::error_code ec, tcp::endpoint) {
     if (ec) return fail(Kind::cannotConnect, ec, "cannot connect to " + name() + ": " + ec.message());
-    beast::get_lowest_layer(ws_).socket().set_option(tcp::no_delay(true), ec);
+    beast::get_lowest_layer(ws_).set_option(tcp::no_delay(true), ec);
     if constexpr (tls) {
       auto& stream = ws_.next_layer();
       beast::error_code notAddress;
@@ -361,8 +362,8 @@ std::shared_ptr<WsSession> startWsSession(WsSessionConfig config, WsEventSink si
         std::move(sink));
   }
   if (!endpoint->tls) {
-    auto s = std::make_shared<Session<beast::tcp_stream>>(std::move(config), std::move(*endpoint),
-                                                          std::move(sink), nullptr);
+    auto s = std::make_shared<Session<tcp::socket>>(std::move(config), std::move(*endpoint),
+                                                    std::move(sink), nullptr);
     s->start();
     return s;
   }
@@ -374,7 +375,7 @@ std::shared_ptr<WsSession> startWsSession(WsSessionConfig config, WsEventSink si
         WebSocketError{Kind::cannotConnect, {}, std::string("cannot set up TLS: ") + e.what()},
         std::move(sink));
   }
-  auto s = std::make_shared<Session<beast::ssl_stream<beast::tcp_stream>>>(
+  auto s = std::make_shared<Session<ssl::stream<tcp::socket>>>(
       std::move(config), std::move(*endpoint), std::move(sink), context, *context);
   s->start();
   return s;

@@ -84,7 +84,7 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
   WsFrame sending;  // the frame in flight owns its payload here
   bool writing = false;
 
-  static constexpr bool tls = !std::is_same_v<Stream, beast::tcp_stream>;
+  static constexpr bool tls = !std::is_same_v<Stream, tcp::socket>;
 
   WsConnection handle() { return WsConnection(server.shared_from_this(), this->weak_from_this(), id); }
   void ended() { server.update(id, [](auto& r) { r.ended = true; }); }
@@ -192,8 +192,8 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
 
   void drop() override {
     beast::error_code ignored;
-    beast::get_lowest_layer(ws).socket().shutdown(tcp::socket::shutdown_both, ignored);
-    beast::get_lowest_layer(ws).close();
+    beast::get_lowest_layer(ws).shutdown(tcp::socket::shutdown_both, ignored);
+    beast::get_lowest_layer(ws).close(ignored);
     ended();
   }
 };
@@ -219,9 +219,9 @@ void TestWsServer::Impl::accept() {
     if (options.silentHandshake) {
       silentSockets.push_back(std::move(socket));
     } else if (tls) {
-      start.operator()<beast::ssl_stream<beast::tcp_stream>>(*tls);
+      start.operator()<asio::ssl::stream<tcp::socket>>(*tls);
     } else {
-      start.operator()<beast::tcp_stream>();
+      start.operator()<tcp::socket>();
     }
     accept();
   });
