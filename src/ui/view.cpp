@@ -27,9 +27,54 @@ struct AnimationContext {
   double keyLength = 1;
   bool disabled = false;
   std::shared_ptr<AnimationGroup> group;
+  bool cubic = false;
+  std::shared_ptr<AnimationTimeline> timeline;
 };
 
 AnimationContext* current = nullptr;
+// The time line that animation blocks recorded now follow, if any.
+std::shared_ptr<AnimationTimeline> ambientTimeline;
+
+// One property of one view in a keyframe block: a single animation over the
+// whole duration, through the values the keyframes set at their ends. A
+// keyframe starts from the value held at its start. Cubic eases in and out
+// between every two values.
+class KeyframeAnimation : public QVariantAnimation {
+ public:
+  KeyframeAnimation(QObject* parent, const QVariant& initial, bool cubic) : QVariantAnimation(parent), cubic_(cubic) {
+    points_.emplace_back(0.0, initial);
+  }
+
+  void addKeyframe(double start, double end, const QVariant& value) {
+    QVariant held = points_.front().second;
+    for (const auto& [time, v] : points_)
+      if (time <= start) held = v;
+    set(start, held, false);
+    set(end, value, true);
+    KeyValues values(points_.begin(), points_.end());
+    if (points_.back().first < 1) values.append({1.0, points_.back().second});
+    setKeyValues(values);
+  }
+
+ protected:
+  QVariant interpolated(const QVariant& from, const QVariant& to, qreal progress) const override {
+    const qreal p = cubic_ ? progress * progress * (3 - 2 * progress) : progress;
+    return QVariantAnimation::interpolated(from, to, p);
+  }
+
+ private:
+  void set(double time, const QVariant& value, bool replace) {
+    auto it = std::ranges::find_if(points_, [&](const auto& point) { return point.first >= time; });
+    if (it != points_.end() && std::abs(it->first - time) < 1e-9) {
+      if (replace) it->second = value;
+      return;
+    }
+    points_.insert(it, {time, value});
+  }
+
+  std::vector<std::pair<double, QVariant>> points_;
+  bool cubic_;
+};
 
 // Makes a context current for the changes made while it lives.
 class ContextScope {
@@ -43,9 +88,10 @@ class ContextScope {
   AnimationContext* outer_;
 };
 
-void record(double seconds, bool keyframes, const std::function<void()>& changes,
+void record(double seconds, bool keyframes, bool cubic, const std::function<void()>& changes,
             std::function<void(bool)> completion) {
-  AnimationContext context{seconds, keyframes, 0, 1, false, std::make_shared<AnimationGroup>()};
+  AnimationContext context{seconds, keyframes, 0, 1, false, std::make_shared<AnimationGroup>(), cubic,
+                           ambientTimeline};
   context.group->completion = std::move(completion);
   {
     ContextScope scope(&context);
@@ -74,7 +120,13 @@ void View::setFrame(const QRectF& frame) {
   const QRectF old = frame_;
   frame_ = frame;
   if (old.size() != frame.size()) setNeedsLayout();
-  changeProperty("frame", current && current->keyframes ? QVariant(old) : QVariant(presented_), frame, [this](const QVariant& v) { showFrame(v.toRectF()); });
+  changeProperty("frame", current && current->keyframes ? QVariant(old) : QVariant(presented_), frame,
+                 [this](const QVariant& v) { showFrame(v.toRectF()); },
+                 [this](const QVariant& v) {
+                   frame_ = v.toRectF();
+                   setNeedsLayout();
+                   Q_EMIT frameChanged(frame_);
+                 });
   if (old != frame) Q_EMIT frameChanged(frame);
 }
 
@@ -98,7 +150,8 @@ void View::setAlpha(double alpha) {
   const double old = alpha_;  // keyframes start from the model value, a plain animation from the screen
   alpha_ = std::clamp(alpha, 0.0, 1.0);
   changeProperty("alpha", current && current->keyframes ? old : presentedAlpha_, alpha_,
-                 [this](const QVariant& v) { showAlpha(v.toDouble()); });
+                 [this](const QVariant& v) { showAlpha(v.toDouble()); },
+                 [this](const QVariant& v) { alpha_ = v.toDouble(); });
 }
 
 void View::showAlpha(double alpha) {
@@ -116,44 +169,68 @@ void View::showAlpha(double alpha) {
 }
 
 void View::changeProperty(const char* property, const QVariant& from, const QVariant& to,
-                          const std::function<void(const QVariant&)>& apply) {
+                          const std::function<void(const QVariant&)>& apply,
+                          const std::function<void(const QVariant&)>& setModel) {
   const AnimationGroup* group = current && !current->disabled ? current->group.get() : nullptr;
-  // Earlier animations of this property give way; those of the same block
-  // (keyframes) run on.
+  // Earlier animations of this property give way; in a keyframe block the
+  // block's own animation of it takes the new keyframe.
+  QVariantAnimation* same = nullptr;
   for (auto* running : findChildren<QVariantAnimation*>(property, Qt::FindDirectChildrenOnly)) {
     if (running->property("tavrelGroup").value<quintptr>() != reinterpret_cast<quintptr>(group) || !group)
       AnimationClock::shared().cancel(running);
+    else same = running;
   }
   if (!group) {
     apply(to);
     return;
   }
-  auto* animation = new QVariantAnimation(this);
+  const double ms = current->seconds * 1000;
+  if (auto* keyframes = dynamic_cast<KeyframeAnimation*>(same)) {
+    keyframes->addKeyframe(current->keyStart, current->keyStart + current->keyLength, to);
+    return;
+  }
+  QVariantAnimation* animation = nullptr;
+  if (current->keyframes) {
+    auto* keyframes = new KeyframeAnimation(this, from, current->cubic);
+    keyframes->setDuration(std::max(1, static_cast<int>(std::lround(ms))));
+    keyframes->addKeyframe(current->keyStart, current->keyStart + current->keyLength, to);
+    animation = keyframes;
+  } else {
+    animation = new QVariantAnimation(this);
+    animation->setDuration(std::max(1, static_cast<int>(std::lround(ms))));
+    animation->setEasingCurve(QEasingCurve::InOutQuad);
+    animation->setStartValue(from);
+    animation->setEndValue(to);
+  }
   animation->setObjectName(property);
   animation->setProperty("tavrelGroup", QVariant::fromValue(reinterpret_cast<quintptr>(group)));
-  const double ms = current->seconds * 1000;
-  animation->setDuration(std::max(1, static_cast<int>(std::lround(ms * current->keyLength))));
-  animation->setEasingCurve(current->keyframes ? QEasingCurve::Linear : QEasingCurve::InOutQuad);
-  animation->setStartValue(from);
-  animation->setEndValue(to);
   connect(animation, &QVariantAnimation::valueChanged, this, apply);
   auto shared = current->group;
+  auto timeline = current->timeline;
   ++shared->pending;
-  AnimationClock::shared().run(animation, static_cast<int>(std::lround(ms * current->keyStart)),
-                               [shared](bool finished) {
-                                 shared->finished = shared->finished && finished;
-                                 if (--shared->pending == 0 && shared->completion)
-                                   shared->completion(shared->finished);
-                               });
+  // Run back to its start, the change is undone in the model too.
+  auto done = [shared, timeline, animation, setModel](bool finished) {
+    if (timeline && timeline->isReversed()) setModel(animation->keyValueAt(0));
+    shared->finished = shared->finished && finished;
+    if (--shared->pending == 0 && shared->completion) shared->completion(shared->finished);
+  };
+  if (timeline) AnimationClock::shared().run(animation, timeline, 0, std::move(done));
+  else AnimationClock::shared().run(animation, 0, std::move(done));
 }
 
 void View::animate(double seconds, const std::function<void()>& changes, std::function<void(bool)> completion) {
-  record(seconds, false, changes, std::move(completion));
+  record(seconds, false, false, changes, std::move(completion));
 }
 
 void View::animateKeyframes(double seconds, const std::function<void()>& changes,
-                            std::function<void(bool)> completion) {
-  record(seconds, true, changes, std::move(completion));
+                            std::function<void(bool)> completion, unsigned options) {
+  record(seconds, true, (options & (7u << 10)) == calculationModeCubic, changes, std::move(completion));
+}
+
+void View::followTimeline(const std::shared_ptr<AnimationTimeline>& timeline, const std::function<void()>& changes) {
+  auto outer = std::exchange(ambientTimeline, timeline);
+  changes();
+  ambientTimeline = std::move(outer);
 }
 
 void View::addKeyframe(double relativeStart, double relativeDuration, const std::function<void()>& changes) {
@@ -170,7 +247,7 @@ void View::addKeyframe(double relativeStart, double relativeDuration, const std:
 }
 
 void View::performWithoutAnimation(const std::function<void()>& changes) {
-  AnimationContext context{0, false, 0, 1, true, nullptr};
+  AnimationContext context{0, false, 0, 1, true, nullptr, false, nullptr};
   ContextScope scope(&context);
   changes();
 }
@@ -240,6 +317,12 @@ void View::addSubview(View* view) {
   view->raise();
   view->QWidget::setVisible(!view->hidden_);
   view->propagateTint();
+}
+
+void View::insertSubview(View* view, View* below) {
+  if (!below || below->parentWidget() != this) return addSubview(view);
+  addSubview(view);
+  view->stackUnder(below);
 }
 
 void View::sendSubviewToBack(View* view) {

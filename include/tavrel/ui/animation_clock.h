@@ -17,9 +17,30 @@
 #include <QTimer>
 #include <QVariantAnimation>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace tavrel::ui {
+
+// A time line that a group of animations follows in place of the clock's
+// own: it is held at a point, moved by hand, or played on, forward to the
+// animations' end or back to their start, from where it is. It starts held
+// at 0. Times are milliseconds.
+class AnimationTimeline {
+ public:
+  double time() const;
+  // Holds at `ms` and shows the animations there.
+  void seek(double ms);
+  // Plays on from where it is; back (false) ends at 0.
+  void play(bool forward);
+  bool isHeld() const { return direction_ == 0; }
+  bool isReversed() const { return direction_ < 0; }
+
+ private:
+  double base_ = 0;
+  qint64 since_ = 0;
+  int direction_ = 0;
+};
 
 class AnimationClock : public QObject {
   Q_OBJECT
@@ -40,6 +61,11 @@ class AnimationClock : public QObject {
   // cancelled, after `done(false)`. An animation with an infinite loop count
   // runs until it is cancelled or its parent object goes away.
   void run(QVariantAnimation* animation, int delayMs = 0, std::function<void(bool)> done = {});
+  // The same on `timeline`: the animations of one time line end together,
+  // when it has played forward past the last one's end or back to 0, in the
+  // order they were started (back: in the reverse order).
+  void run(QVariantAnimation* animation, const std::shared_ptr<AnimationTimeline>& timeline, int delayMs,
+           std::function<void(bool)> done);
   // Ends the animation without moving it further.
   void cancel(QVariantAnimation* animation);
   // How many animations are under way or waiting for their delay.
@@ -52,9 +78,13 @@ class AnimationClock : public QObject {
 
   struct Entry {
     QPointer<QVariantAnimation> animation;
-    qint64 start;
+    qint64 start;  // on a time line: the delay
     std::function<void(bool)> done;
+    std::shared_ptr<AnimationTimeline> timeline;
   };
+  void startTimer();
+  // The time lines that have come to an end, forward or back.
+  std::vector<AnimationTimeline*> endedTimelines() const;
   std::vector<Entry> entries_;
   qint64 now_ = 0;
   bool manual_ = false;

@@ -31,6 +31,8 @@
 
 namespace tavrel::ui {
 
+class AnimationTimeline;
+
 class View : public QWidget {
   Q_OBJECT
  public:
@@ -72,6 +74,8 @@ class View : public QWidget {
   View* superview() const;
   std::vector<View*> subviews() const;
   void addSubview(View* view);
+  // Adds `view` just below `sibling`, a subview of this view.
+  void insertSubview(View* view, View* below);
   void sendSubviewToBack(View* view);
   // Takes the view out of its superview; the caller owns it then.
   void removeFromSuperview();
@@ -96,9 +100,19 @@ class View : public QWidget {
                       std::function<void(bool)> completion = {});
   // Keyframes: inside `changes`, each `addKeyframe` names its share of the
   // whole duration (start and length, 0 to 1) and its own changes.
+  // A property changed by several keyframes follows them as one curve
+  // through their values; the options pick how the curve runs between them.
+  enum KeyframeAnimationOptions : unsigned {
+    calculationModeLinear = 0,
+    calculationModeCubic = 3u << 10,  // eased in and out at every keyframe
+  };
   static void animateKeyframes(double seconds, const std::function<void()>& changes,
-                               std::function<void(bool)> completion = {});
+                               std::function<void(bool)> completion = {}, unsigned options = calculationModeLinear);
   static void addKeyframe(double relativeStart, double relativeDuration, const std::function<void()>& changes);
+  // Animations started inside `changes` follow `timeline` instead of the
+  // clock's own time (see AnimationTimeline).
+  static void followTimeline(const std::shared_ptr<AnimationTimeline>& timeline,
+                             const std::function<void()>& changes);
   // Changes made inside `changes` show at once, even inside an animation.
   static void performWithoutAnimation(const std::function<void()>& changes);
 
@@ -122,9 +136,11 @@ class View : public QWidget {
   void showFrame(const QRectF& frame);
   void showAlpha(double alpha);
   // Shows `to` at once, or animates from `from` inside an animation block;
-  // either way ends this view's earlier animations of `property`.
+  // either way ends this view's earlier animations of `property`. An
+  // animation run back to its start gives `setModel` its start value.
   void changeProperty(const char* property, const QVariant& from, const QVariant& to,
-                      const std::function<void(const QVariant&)>& apply);
+                      const std::function<void(const QVariant&)>& apply,
+                      const std::function<void(const QVariant&)>& setModel);
   void propagateTint();
 
   QRectF frame_;
