@@ -443,8 +443,8 @@ void SDDownloadManager::Impl::drain(const TransferPtr& t) {
     if (auto* fraction = std::get_if<double>(&event)) {
       if (progress) detail::runGuarded([&] { progress(*fraction); }, "download progress");
     } else if (completion) {
-      auto& [error, file] = std::get<1>(event);
-      detail::runGuarded([&] { completion(error, file); }, "download completion");
+      auto& outcome = std::get<1>(event);  // the error, else the file
+      detail::runGuarded([&] { completion(outcome.first, outcome.second); }, "download completion");
     }
   }
 }
