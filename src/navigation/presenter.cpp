@@ -1,1 +1,0 @@
-#include "tavrel/navigation/presenter.h"
