@@ -5,7 +5,11 @@
 namespace tavrel::navigation {
 namespace {
 
-QString localized(const char* text) { return QString::fromStdString(localize(text, AppType::lib)); }
+// The Russian text is the key and the default, also without the bundle.
+QString localized(const char* text) {
+  const std::string translated = localize(text, AppType::lib);
+  return QString::fromStdString(translated.empty() ? std::string(text) : translated);
+}
 
 // The descriptions hold no-break spaces (U+00A0) where a line must not
 // break, and "из‑за" a non-breaking hyphen (U+2011).

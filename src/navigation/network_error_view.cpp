@@ -60,7 +60,8 @@ NetworkErrorView::NetworkErrorView(const NavigationViewState& state)
   descView_->setText(state.getDesc());
   descView_->setTextAlignment(Qt::AlignHCenter);
 
-  retryButton_->setTitle(QString::fromStdString(localize("Повторить попытку", AppType::lib)));
+  const std::string retry = localize("Повторить попытку", AppType::lib);
+  retryButton_->setTitle(QString::fromStdString(retry.empty() ? "Повторить попытку" : retry));
   retryButton_->titleLabel().setFont(ui::Font::system(15, QFont::DemiBold));
   retryButton_->setTitleColor(tintColor());
   retryButton_->setHidden(state.isButtonHidden());

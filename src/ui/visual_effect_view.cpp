@@ -1,6 +1,5 @@
 #include "tavrel/ui/visual_effect_view.h"
 
-#include <QCoreApplication>
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
@@ -9,25 +8,31 @@
 namespace tavrel::ui {
 namespace {
 
-// Eats the paint events of one subtree while the window's picture under a
-// pane is taken: the pane's own superview and all it holds (the pane, and
-// whatever lies on it) stay out of the picture.
-class SubtreeHider : public QObject {
- public:
-  explicit SubtreeHider(QWidget* subtree) : subtree_(subtree) { QCoreApplication::instance()->installEventFilter(this); }
-  ~SubtreeHider() override { QCoreApplication::instance()->removeEventFilter(this); }
-  SubtreeHider(const SubtreeHider&) = delete;
-  SubtreeHider& operator=(const SubtreeHider&) = delete;
-
-  bool eventFilter(QObject* object, QEvent* event) override {
-    if (event->type() != QEvent::Paint) return false;
-    auto* widget = qobject_cast<QWidget*>(object);
-    return widget && (widget == subtree_ || subtree_->isAncestorOf(widget));
+// Draws into `target` (whose top left is `area`'s, in `window`'s
+// coordinates) what lies below `self`: at each level from the window down,
+// the level's background and the siblings under the path to `self`. The
+// pane and whatever lies above it stay out of the picture.
+void renderBelow(const QWidget* self, QWidget* window, QImage& target, const QRect& area) {
+  std::vector<const QWidget*> path;
+  for (const QWidget* w = self; w && w != window; w = w->parentWidget()) path.push_back(w);
+  QPainter painter(&target);
+  for (auto it = path.rbegin(); it != path.rend(); ++it) {
+    const QWidget* parent = (*it)->parentWidget();
+    const QPoint origin = parent->mapTo(window, QPoint(0, 0));
+    if (const auto* view = qobject_cast<const View*>(parent); view && view->backgroundColor())
+      painter.fillRect(QRect(origin - area.topLeft(), parent->size()), *view->backgroundColor());
+    for (QObject* child : parent->children()) {
+      if (child == *it) break;
+      auto* sibling = qobject_cast<QWidget*>(child);
+      if (!sibling || sibling->isWindow() || !sibling->isVisible()) continue;
+      const QRect shown = QRect(sibling->mapTo(window, QPoint(0, 0)), sibling->size()).intersected(area);
+      if (shown.isEmpty()) continue;
+      sibling->render(&painter, shown.topLeft() - area.topLeft(),
+                      QRegion(shown.translated(-sibling->mapTo(window, QPoint(0, 0)))),
+                      QWidget::DrawWindowBackground | QWidget::DrawChildren);
+    }
   }
-
- private:
-  QWidget* subtree_;
-};
+}
 
 // One box pass of half-width `r` along a line of `n` pixels, `stride` apart.
 void boxLine(QRgb* line, int n, int stride, int r, std::vector<QRgb>& buffer) {
@@ -90,7 +95,7 @@ void VisualEffectView::paintEvent(QPaintEvent* event) {
   View::paintEvent(event);
   QPainter painter(this);
   QWidget* window = this->window();
-  if (blurRadius_ > 0 && window != this && parentWidget()) {
+  if (blurRadius_ > 0 && window != this) {
     // The picture under the pane, with a margin of the radius so that the
     // blur's edges take their colours from the content around.
     const double ratio = devicePixelRatioF();
@@ -100,10 +105,7 @@ void VisualEffectView::paintEvent(QPaintEvent* event) {
     QImage below((area.size() * ratio), QImage::Format_ARGB32_Premultiplied);
     below.setDevicePixelRatio(ratio);
     below.fill(Qt::transparent);
-    {
-      SubtreeHider hider(parentWidget());
-      window->render(&below, QPoint(), QRegion(area), QWidget::DrawWindowBackground | QWidget::DrawChildren);
-    }
+    renderBelow(this, window, below, area);
     blur(below, blurRadius_ * ratio);
     painter.drawImage(QPointF(area.topLeft() - own.topLeft()), below);
   }

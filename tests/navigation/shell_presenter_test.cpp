@@ -1,0 +1,152 @@
+// The shell's states and presenters: texts, the retry signal from the
+// panel's button and from the network, and a view that is gone.
+
+#include <gtest/gtest.h>
+
+#include <QTest>
+#include <algorithm>
+#include <chrono>
+
+#include "navigation/shell_network.h"
+#include "rx/recorder.h"
+#include "tavrel/device/reachability_service.h"
+#include "tavrel/navigation/navigation_view.h"
+#include "tavrel/navigation/navigation_view_presenter.h"
+#include "tavrel/rx/main_queue.h"
+#include "tavrel/rx/test_scheduler.h"
+#include "tavrel/ui/animation_clock.h"
+
+namespace tavrel::navigation {
+namespace test {
+namespace {
+
+std::shared_ptr<ManualConnectivityBackend> network;
+
+class ShellNetwork : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    network = ManualConnectivityBackend::installAsDefault();
+    ReachabilityService::shared();  // follows `network` from now on
+  }
+};
+[[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new ShellNetwork);
+
+}  // namespace
+
+ManualConnectivityBackend& shellNetwork() { return *network; }
+
+void setNetwork(ConnectivityStatus status) {
+  network->setStatus(status);
+  rx::MainQueue::shared().drainPending();
+}
+
+}  // namespace test
+
+namespace {
+
+using namespace std::chrono_literals;
+using State = NavigationViewState;
+
+TEST(ShellState, TextsKeepTheirNoBreakCharactersAndPayloadsCompareExactly) {
+  const QChar nbsp(0x00A0), nbHyphen(0x2011);
+  const QString connect = State::connectError().getDesc();
+  EXPECT_EQ(connect.count(nbsp), 2);
+  EXPECT_TRUE(connect.startsWith(QStringLiteral("У\u00A0вас ")) && connect.contains(QStringLiteral("и\u00A0повторите")));
+  const QString server = State::serverError().getDesc();
+  EXPECT_EQ(server.count(nbsp), 3);
+  EXPECT_EQ(server.count(nbHyphen), 1);
+  EXPECT_TRUE(server.contains(QStringLiteral("из\u2011за\u00A0ошибки на\u00A0сервере")));
+  for (const State& s : {State::connectError(), State::serverError()})
+    EXPECT_FALSE(s.getTitle().contains(nbsp) || s.getTitle().contains(nbHyphen)) << s.getTitle().toStdString();
+  // Every state but the two with texts of their own says the server failed.
+  for (const State& s : {State::hide(), State::contentLoading(), State::fullscreenLoading(), State::frameLoading({})}) {
+    EXPECT_EQ(s.getDesc(), server);
+    EXPECT_FALSE(s.isButtonHidden());
+  }
+  const State empty = State::zeroData("", "");
+  EXPECT_TRUE(empty.getTitle().isEmpty() && empty.getDesc().isEmpty() && empty.isButtonHidden());
+
+  EXPECT_EQ(State::frameLoading({0, 0, 10, 10}), State::frameLoading({0, 0, 10, 10}));
+  EXPECT_NE(State::frameLoading({0, 0, 10, 10}), State::frameLoading({0, 0, 10, 10 + 1e-9}));
+  EXPECT_NE(State::zeroData("a", "b"), State::zeroData("a", "c"));
+}
+
+// A presenter on a shown view, its taps debounced on a virtual clock.
+struct Shell {
+  std::shared_ptr<rx::TestScheduler> scheduler = std::make_shared<rx::TestScheduler>();
+  NavigationViewPresenter presenter{scheduler};
+  NavigationView* view = new NavigationView(QRectF(0, 0, 320, 480));
+  int retries = 0;
+  rx::Disposable subscription;
+
+  Shell() {
+    view->show();
+    presenter.attach(view);
+    subscription = presenter.errorRetryAction().asObservable().subscribe([this](rx::Unit) { ++retries; });
+  }
+  ~Shell() {
+    subscription.dispose();
+    delete view;
+  }
+  void settle() {
+    view->layoutIfNeeded();
+    ui::AnimationClock::shared().advance(250);
+  }
+};
+
+TEST(ShellPresenter, ABurstOfTapsOnThePanelGivesOneRetryAfterTheLast) {
+  test::setNetwork(ConnectivityStatus::notConnected);
+  rx::rxtest::CapturedLines lines;
+  Shell shell;
+  shell.presenter.show(State::connectError());
+  shell.settle();
+  ASSERT_NE(shell.view->errorView(), nullptr);
+  auto& button = shell.view->errorView()->retryButton();
+  for (int ms : {0, 100, 150}) {
+    shell.scheduler->advanceTo(rx::TimePoint{} + std::chrono::milliseconds(ms));
+    QTest::mouseClick(&button, Qt::LeftButton, {}, QPoint(5, 5));
+  }
+  shell.scheduler->advanceBy(199ms);
+  EXPECT_EQ(shell.retries, 0);
+  shell.scheduler->advanceBy(1ms);
+  EXPECT_EQ(shell.retries, 1);
+  QTest::mouseClick(&button, Qt::LeftButton, {}, QPoint(5, 5));
+  shell.scheduler->advanceBy(200ms);
+  EXPECT_EQ(shell.retries, 2);
+
+  // The debug lines go through the library's sink.
+  const auto has = [&](const char* text) {
+    return std::ranges::any_of(lines.lines, [&](const std::string& l) { return l.find(text) != std::string::npos; });
+  };
+  EXPECT_TRUE(has("SHOW ERROR") && has("retryAction") && has("errorRetryAction"));
+}
+
+TEST(ShellPresenter, EveryReturnOfTheNetworkRetriesWithOrWithoutAPanel) {
+  test::setNetwork(ConnectivityStatus::notConnected);
+  Shell shell;
+  test::setNetwork(ConnectivityStatus::connectedViaWiFi);
+  EXPECT_EQ(shell.retries, 1);
+  test::setNetwork(ConnectivityStatus::connected);  // still online: no change, no retry
+  test::setNetwork(ConnectivityStatus::notConnected);
+  EXPECT_EQ(shell.retries, 1);
+  shell.presenter.show(State::connectError());
+  test::setNetwork(ConnectivityStatus::connected);
+  EXPECT_EQ(shell.retries, 2);
+  test::setNetwork(ConnectivityStatus::notConnected);
+}
+
+TEST(ShellPresenter, ShowAfterTheViewIsGoneDoesNothing) {
+  Shell shell;
+  shell.presenter.show(State::contentLoading());
+  EXPECT_NE(shell.view->loadingView(), nullptr);
+  delete std::exchange(shell.view, nullptr);
+  EXPECT_EQ(shell.presenter.object(), nullptr);
+  shell.presenter.show(State::connectError());
+  shell.presenter.setNavigationBar(nullptr);
+  test::setNetwork(ConnectivityStatus::connected);  // the retry still reaches the screen
+  EXPECT_EQ(shell.retries, 1);
+  test::setNetwork(ConnectivityStatus::notConnected);
+}
+
+}  // namespace
+}  // namespace tavrel::navigation
