@@ -67,7 +67,7 @@ void NavigationController::show(const std::shared_ptr<ViewController>& from, con
   View* toView = to->view();
   place(toView);
   std::shared_ptr<AnimatedTransitioning> animator;
-  if (animated && delegate_) animator = delegate_->animationController(*this, operation, *from, *to);
+  if (animated && delegate_) animator = delegate_->animationControllerFor(*this, operation, *from, *to);
   transition_ = std::make_unique<Transition>(Transition{operation, from, to, animator, nullptr});
   from->viewWillDisappear(animated);
   to->viewWillAppear(animated);
@@ -76,7 +76,7 @@ void NavigationController::show(const std::shared_ptr<ViewController>& from, con
     finishTransition(true);
     return;
   }
-  transition_->interaction = delegate_->interactionController(*this, *animator);
+  transition_->interaction = delegate_->interactionControllerFor(*this, *animator);
   QPointer<NavigationController> self(this);
   auto context = std::make_shared<TransitionContext>(from.get(), to.get(), container_, transition_->interaction != nullptr,
                                                      [self](bool didComplete) {

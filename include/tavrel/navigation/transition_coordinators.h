@@ -11,11 +11,11 @@ namespace tavrel::navigation {
 
 class TransitionCoordinator : public ui::NavigationControllerDelegate, public IteractionCoordinatorProtocol {
  public:
-  std::shared_ptr<ui::AnimatedTransitioning> animationController(ui::NavigationController& controller,
+  std::shared_ptr<ui::AnimatedTransitioning> animationControllerFor(ui::NavigationController& controller,
                                                                  ui::NavigationOperation operation,
                                                                  ui::ViewController& from,
                                                                  ui::ViewController& to) override;
-  std::shared_ptr<ui::PercentDrivenInteractiveTransition> interactionController(
+  std::shared_ptr<ui::PercentDrivenInteractiveTransition> interactionControllerFor(
       ui::NavigationController& controller, ui::AnimatedTransitioning& animator) override;
 
  protected:

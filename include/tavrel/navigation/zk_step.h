@@ -23,7 +23,7 @@ class ZKStep : public Step {
   };
   using Value = std::variant<openFile, openImage>;
 
-  explicit ZKStep(Value value) : value(std::move(value)) {}
+  explicit ZKStep(Value v) : value(std::move(v)) {}
   Value value;
 };
 
@@ -37,7 +37,9 @@ class ZKSwipeAction {
   struct pop {};
   using Value = std::variant<step, pop>;
 
-  ZKSwipeAction(Value value) : value(std::move(value)) {}  // NOLINT: implicit, as the cases read
+  // Implicit, so that a case reads as the action: initLeftSwipe(ZKSwipeAction::pop{}).
+  ZKSwipeAction(step s) : value(std::move(s)) {}  // NOLINT
+  ZKSwipeAction(pop p) : value(p) {}              // NOLINT
   Value value;
 };
 

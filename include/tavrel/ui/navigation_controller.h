@@ -29,14 +29,14 @@ class NavigationControllerDelegate {
  public:
   virtual ~NavigationControllerDelegate() = default;
   // The animator of a change of screens, or null for none.
-  virtual std::shared_ptr<AnimatedTransitioning> animationController(NavigationController& /*controller*/,
+  virtual std::shared_ptr<AnimatedTransitioning> animationControllerFor(NavigationController& /*controller*/,
                                                                      NavigationOperation /*operation*/,
                                                                      ViewController& /*from*/,
                                                                      ViewController& /*to*/) {
     return nullptr;
   }
   // The driver of that animator when a finger drives it, or null.
-  virtual std::shared_ptr<PercentDrivenInteractiveTransition> interactionController(
+  virtual std::shared_ptr<PercentDrivenInteractiveTransition> interactionControllerFor(
       NavigationController& /*controller*/, AnimatedTransitioning& /*animator*/) {
     return nullptr;
   }
