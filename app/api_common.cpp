@@ -429,7 +429,10 @@ std::string usageText(const CommandSpec& spec) {
 
 int runCall(std::string_view name, const CommandSpec& spec, std::span<const std::string> args,
             Io io, const std::function<int(Call&)>& body) {
-  const std::string prefix = "tavrel " + std::string(name);
+  // A subcommand's messages begin "tavrel NAME"; another executable's
+  // ("tavrel-desk") with its own name.
+  const std::string prefix =
+      name.starts_with("tavrel-") ? std::string(name) : "tavrel " + std::string(name);
   auto mistake = [&](const std::string& message) { return usageError(io.err, prefix, message); };
 
   std::vector<std::string> arguments;
