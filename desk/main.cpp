@@ -1,6 +1,7 @@
-// tavrel-desk: the library's views in a Qt application.
+// tavrel-desk: a chat window with support on the library's views, and the
+// views' scenes drawn into pictures.
 //
-//   tavrel-desk                              a window with the input bar
+//   tavrel-desk [--embedded | --key KEY ...]  the chat window (see --help)
 //   tavrel-desk --render list                the names of the scenes
 //   tavrel-desk --render NAME -o FILE.png [--size WxH]
 //                                            draws one scene into a PNG,
@@ -14,18 +15,18 @@
 #include <optional>
 #include <string>
 
+#include "chat_window.h"
 #include "scenes.h"
 #include "tavrel/core/info_plist.h"
 #include "tavrel/rx/main_queue.h"
 #include "tavrel/ui/animation_clock.h"
-#include "tavrel/ui/app_state_bridge.h"
 #include "tavrel/ui/main_queue_pump.h"
 
 namespace {
 
 int usage(const std::string& mistake) {
   std::cerr << "tavrel-desk: " << mistake << "\n"
-            << "usage: tavrel-desk [--render list | --render NAME -o FILE.png [--size WxH]]\n";
+            << "usage: tavrel-desk --render list | --render NAME -o FILE.png [--size WxH]\n";
   return 64;
 }
 
@@ -78,6 +79,9 @@ void registerBundle(const char* argv0) {
 
 int main(int argc, char** argv) {
   registerBundle(argv[0]);
+  bool rendering = false;
+  for (int i = 1; i < argc; ++i) rendering = rendering || std::string(argv[i]) == "--render";
+  if (!rendering) return tavrel::desk::runChatWindow(argc, argv);
   std::optional<std::string> name, out;
   std::optional<QSize> size;
   for (int i = 1; i < argc; ++i) {
@@ -93,31 +97,18 @@ int main(int argc, char** argv) {
     } else if (arg == "--size") {
       const auto text = value();
       if (!text || !(size = parseSize(*text))) return usage("--size takes WxH, as 375x120");
-    } else if (arg == "--help" || arg == "-h") {
-      usage("the library's views");
-      return 0;
     } else {
       return usage("unknown argument " + arg);
     }
   }
-  if (name && *name == "list") {
+  if (*name == "list") {
     for (const auto& s : tavrel::desk::scenes()) std::cout << s.name << "\t" << s.caption << "\n";
     return 0;
   }
-  if (name) {
-    const auto* scene = tavrel::desk::findScene(*name);
-    if (!scene) return usage("no scene named " + *name + " (see --render list)");
-    if (!out) return usage("--render needs -o FILE.png");
-    if (!std::getenv("QT_QPA_PLATFORM")) setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    QApplication app(argc, argv);
-    return render(*scene, size.value_or(scene->size), *out);
-  }
+  const auto* scene = tavrel::desk::findScene(*name);
+  if (!scene) return usage("no scene named " + *name + " (see --render list)");
+  if (!out) return usage("--render needs -o FILE.png");
+  if (!std::getenv("QT_QPA_PLATFORM")) setenv("QT_QPA_PLATFORM", "offscreen", 1);
   QApplication app(argc, argv);
-  tavrel::ui::MainQueuePump pump;
-  tavrel::ui::AppStateBridge appState;
-  const auto* scene = tavrel::desk::findScene("input:empty");
-  auto view = scene->build(QSizeF(375, 240));
-  view->setWindowTitle(QStringLiteral("tavrel-desk"));
-  view->show();
-  return app.exec();
+  return render(*scene, size.value_or(scene->size), *out);
 }
