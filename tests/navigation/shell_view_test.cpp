@@ -4,11 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QPainter>
 #include <QTest>
 #include <optional>
 #include <vector>
 
-#include "navigation/shell_network.h"
+#include "tavrel/device/connectivity_status.h"
 #include "tavrel/navigation/navigation_view.h"
 #include "tavrel/ui/animation_clock.h"
 #include "tavrel/ui/colors.h"
@@ -16,6 +17,9 @@
 #include "tavrel/ui/keyboard.h"
 
 namespace tavrel::navigation {
+namespace test {
+void setNetwork(ConnectivityStatus status);  // shell_presenter_test.cpp
+}  // namespace test
 namespace {
 
 using State = NavigationViewState;
@@ -78,12 +82,6 @@ TEST(NavigationView, EachTransitionLeavesTheViewsItsStateNeeds) {
     EXPECT_EQ(panels.back(), static_cast<ErrorViewProtocol*>(view.errorView())) << c.name;
     d.dispose();
   }
-  // hide on a new view: one more none on top of the first.
-  NavigationView fresh;
-  std::vector<ErrorViewProtocol*> panels;
-  auto d = fresh.errorViewObserver().asObservable().subscribe([&](ErrorViewProtocol* p) { panels.push_back(p); });
-  fresh.show(State::hide());
-  EXPECT_EQ(panels, (std::vector<ErrorViewProtocol*>{nullptr, nullptr}));
 }
 
 TEST(NavigationView, FramesStayUnderTheBarAndAboveTheKeyboard) {
@@ -98,25 +96,18 @@ TEST(NavigationView, FramesStayUnderTheBarAndAboveTheKeyboard) {
   bar->setFrame(QRectF(0, 0, 320, 44));
   ui::Keyboard::shared().setVisibleHeight(100);
   const QRectF content(0, 44, 320, 456);
-  const struct {
-    State state;
-    QRectF spinner, panel;
-  } cases[] = {
-      {State::contentLoading(), content, {}},
-      {State::fullscreenLoading(), {0, 0, 320, 600}, {}},
-      {State::frameLoading({20, 300, 40, 40}), {20, 300, 40, 40}, {}},
-      {State::connectError(), {}, content},
+  const std::pair<State, QRectF> cases[] = {
+      {State::contentLoading(), content},
+      {State::fullscreenLoading(), {0, 0, 320, 600}},
+      {State::frameLoading({20, 300, 40, 40}), {20, 300, 40, 40}},
+      {State::connectError(), content},
   };
-  for (const auto& c : cases) {
-    view.show(c.state);
+  for (const auto& [state, expected] : cases) {
+    view.show(state);
     settle(view);
-    if (!c.spinner.isNull()) {
-      EXPECT_EQ(view.loadingView()->frame(), c.spinner) << toString(c.state.kind());
-    }
-    if (!c.panel.isNull()) {
-      EXPECT_EQ(view.errorView()->frame(), c.panel) << toString(c.state.kind());
-    }
-    EXPECT_EQ(view.overlay()->frame(), content) << toString(c.state.kind());
+    const ui::View* shown = state.isLoading() ? static_cast<ui::View*>(view.loadingView()) : view.errorView();
+    EXPECT_EQ(shown->frame(), expected) << toString(state.kind());
+    EXPECT_EQ(view.overlay()->frame(), content) << toString(state.kind());
   }
   ui::Keyboard::shared().setVisibleHeight(0);
   ZKNavigationBar::setScreenWidthOverride(std::nullopt);
@@ -131,8 +122,6 @@ TEST(NavigationView, AServerErrorWhileOfflineShowsTheLostNetwork) {
   test::setNetwork(ConnectivityStatus::connected);
   view.show(State::serverError());
   EXPECT_EQ(view.errorView()->descView().text(), State::serverError().getDesc());
-  view.show(State::connectError());
-  EXPECT_EQ(view.state(), State::connectError());
   test::setNetwork(ConnectivityStatus::notConnected);
 }
 
@@ -216,15 +205,11 @@ TEST(ZKNavigationBar, ContainersSplitTheScreenAndTheBlurShowsWhatLiesBelow) {
 TEST(VisualEffectView, BlurSpreadsAnEdgeAndKeepsFlatAreas) {
   QImage image(200, 10, QImage::Format_ARGB32_Premultiplied);
   image.fill(Qt::blue);
-  for (int y = 0; y < 10; ++y)
-    for (int x = 0; x < 100; ++x) image.setPixelColor(x, y, Qt::red);
+  QPainter(&image).fillRect(0, 0, 100, 10, Qt::red);
   ui::VisualEffectView::blur(image, 20);
   EXPECT_EQ(image.pixelColor(5, 5), QColor(Qt::red));
   EXPECT_EQ(image.pixelColor(195, 5), QColor(Qt::blue));
-  const QColor edge = image.pixelColor(100, 5);
-  EXPECT_NEAR(edge.red(), 128, 20);
-  EXPECT_NEAR(edge.blue(), 128, 20);
-  EXPECT_GT(image.pixelColor(90, 5).blue(), 0);
+  EXPECT_NEAR(image.pixelColor(100, 5).red(), 128, 20);
 }
 
 }  // namespace
