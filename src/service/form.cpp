@@ -2,38 +2,15 @@
 
 #include "tavrel/core/json_decoder.h"
 #include "tavrel/core/json_value.h"
+#include "tavrel/core/percent_encoding.h"
 
 namespace tavrel::service {
-namespace {
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-}  // namespace
 
 std::optional<std::string> formDecode(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '+') {
-      out += ' ';
-    } else if (c == '%') {
-      if (i + 2 >= text.size()) return std::nullopt;
-      const int hi = hexDigit(text[i + 1]);
-      const int lo = hexDigit(text[i + 2]);
-      if (hi < 0 || lo < 0) return std::nullopt;
-      out += static_cast<char>(hi * 16 + lo);
-      i += 2;
-    } else {
-      out += c;
-    }
-  }
-  return out;
+  std::string spaced(text);
+  for (char& c : spaced)
+    if (c == '+') c = ' ';
+  return removePercentEncoding(spaced);
 }
 
 bool parseForm(std::string_view text, Params& out) {

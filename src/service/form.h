@@ -11,7 +11,7 @@ namespace tavrel::service {
 
 using Params = std::map<std::string, std::string>;
 
-// "%41+b" -> "A b"; nothing for a broken escape.
+// "%41+b" -> "A b"; nothing for a broken escape or text that is no UTF-8.
 std::optional<std::string> formDecode(std::string_view text);
 // "a=1&b=%20" into `out` (later keys win); false for a broken escape.
 bool parseForm(std::string_view text, Params& out);

@@ -7,6 +7,7 @@
 #include "service/kb_search.h"
 #include "service/props.h"
 #include "service/records.h"
+#include "core/text_unicode.h"
 #include "tavrel/core/json_writer.h"
 
 namespace tavrel::service {
@@ -20,6 +21,8 @@ const std::set<std::string> kChannels = {
     "ping"};
 
 Reply fail(int status, std::string error, std::string message) {
+  // A message quotes the request; raw bytes of a request need not be UTF-8.
+  if (!detail::isValidUtf8(message)) message = "the request is no UTF-8";
   return Reply{status, errorEnvelope(status, error, message)};
 }
 Reply ok(const std::string& dataJson) { return Reply{200, envelope(200, dataJson)}; }
@@ -95,10 +98,10 @@ Reply Router::handle(const Request& request) {
       }
     }
     if (q != std::string_view::npos && !parseForm(target.substr(q + 1), params)) {
-      return fail(400, "bad_request", "the query has a broken percent escape");
+      return fail(400, "bad_request", "the query has a broken percent escape or is no UTF-8");
     }
     auto parts = segments(path);
-    if (!parts) return fail(400, "bad_request", "the path has a broken percent escape");
+    if (!parts) return fail(400, "bad_request", "the path has a broken percent escape or is no UTF-8");
     Call call{request, {}, std::move(params)};
     if (parts->size() >= 2 && (*parts)[0] == "api" && (*parts)[1] == "v1") {
       call.path.assign(parts->begin() + 2, parts->end());
@@ -507,7 +510,7 @@ std::variant<SocketGrant, Reply> Router::authorizeSocket(const std::string& targ
     const auto q = target.find('?');
     Params params;
     if (q != std::string::npos && !parseForm(std::string_view(target).substr(q + 1), params)) {
-      return fail(400, "bad_request", "the query has a broken percent escape");
+      return fail(400, "bad_request", "the query has a broken percent escape or is no UTF-8");
     }
     auto parts = segments(std::string_view(target).substr(0, q));
     if (!parts || parts->empty() || (*parts)[0] != "rts") return fail(404, "not_found", "no socket here");

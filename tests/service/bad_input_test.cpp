@@ -52,6 +52,8 @@ TEST(Router, RefusesBadRequestsWithTheirStatusAndKeepsWhatIsStored) {
            {rq("GET", c + "/parts?auth_token=" + otherToken), 404},                   // not this visitor's
            {rq("GET", c + "/parts?auth_token=appm-999-" + token), 401},              // another app
            {rq("GET", c + "/parts" + t + "&after=abc"), 400},                         // wrong type
+           {rq("GET", c + "/parts" + t + "&after=3%9B\xa0"), 400},                   // no UTF-8
+           {rq("GET", "/elsewhere/%C3\xa9"), 404},                                  // quoted, no UTF-8
            {rq("GET", "/api/v1/conversations/77/parts" + t), 404},                    // unknown id
            {rq("GET", "/api/v1/conversations/x%2F..%2F1" + t), 404},
            {rq("POST", c + "/reply" + t, form, "random_id=1"), 400},                  // no body
