@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -31,7 +32,8 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr std::uint64_t kRecordEvery = 16u << 20;  // bytes between updates of the record
-constexpr std::size_t kFileBuffer = 1u << 20;
+constexpr std::size_t kFileBuffer = 1u << 20;       // the most a transfer buffers
+constexpr std::uint64_t kSmallBody = 256u << 10;     // restarting it costs no more than resuming
 constexpr auto kReportEvery = std::chrono::milliseconds(100);
 
 struct ContentRange {
@@ -139,7 +141,7 @@ struct Transfer : std::enable_shared_from_this<Transfer> {
   std::uint64_t written = 0;     // bytes in the partial file
   std::optional<std::uint64_t> total;
   FILE* file = nullptr;
-  std::vector<char> buffer;
+  std::unique_ptr<char[]> buffer;  // the file's, sized to the body
   std::optional<DownloadError> failure;  // why the sink stopped the transfer
   bool restart = false;                  // the answer did not fit the range asked for
   bool restarted = false;
@@ -274,15 +276,20 @@ bool SDDownloadManager::Impl::onResponse(Transfer& t, int status, const HeaderFi
     if (fd >= 0) ::close(fd);
     return false;
   }
-  t.buffer.resize(kFileBuffer);
-  std::setvbuf(t.file, t.buffer.data(), _IOFBF, t.buffer.size());
+  // A buffer no bigger than the body: a big one costs fresh pages per file.
+  const std::size_t bufferSize =
+      t.total ? std::clamp<std::uint64_t>(*t.total - start, 4096, kFileBuffer) : kFileBuffer;
+  t.buffer = std::make_unique_for_overwrite<char[]>(bufferSize);
+  std::setvbuf(t.file, t.buffer.get(), _IOFBF, bufferSize);
   t.written = start;
   t.bytesSeen.store(start, std::memory_order_relaxed);
   t.totalSeen.store(t.total ? *t.total + 1 : 0, std::memory_order_relaxed);
   t.record.etag = headerValue(headers, "ETag").value_or("");
   t.record.lastModified = headerValue(headers, "Last-Modified").value_or("");
   t.record.bytes = start;
-  detail::writeRecord(t.recordPath, t.record);
+  // A small body that a kill cuts off starts over: it needs no record until
+  // a cut-off that the process sees (end() writes it then).
+  if (!t.total || *t.total - start >= kSmallBody) detail::writeRecord(t.recordPath, t.record);
   report(t, false);
   return true;
 }
@@ -332,7 +339,7 @@ void SDDownloadManager::Impl::closeFile(Transfer& t) {
   const int err = errno;
   if (std::fclose(t.file) != 0) ok = false;
   t.file = nullptr;
-  t.buffer = {};
+  t.buffer.reset();
   if (!ok && !t.failure) t.failure = fileError(t.partial, err ? err : errno);
   // What the system holds is what a later run may trust.
   std::error_code ec;
