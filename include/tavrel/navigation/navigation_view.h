@@ -27,6 +27,7 @@ class NavigationView : public ui::View, public NavigationViewProtocol {
   rx::BehaviorSubject<ErrorViewProtocol*> errorViewObserver() const override { return errorViewObserver_; }
   void show(const NavigationViewState& state) override;
   using QWidget::show;
+  // Takes the bar; an earlier one leaves the view and is destroyed.
   void setNavigationBar(ZKNavigationBar* bar) override;
   ZKNavigationBar* navigationBar() const { return navigationBar_; }
 
@@ -40,7 +41,8 @@ class NavigationView : public ui::View, public NavigationViewProtocol {
   ui::View* overlay() const { return overlay_; }
   ui::LoadingView* loadingView() const { return loadingView_; }
   NetworkErrorView* errorView() const { return errorView_; }
-  // The latest state, serverError read as connectError while offline.
+  // The latest state, serverError read as connectError while offline. A
+  // hide's views go when its fade ends, unless another state came since.
   std::optional<NavigationViewState> state() const { return state_; }
 
  protected:
