@@ -54,6 +54,7 @@ TEST(NavigationView, EachTransitionLeavesTheViewsItsStateNeeds) {
       {"error, loading, error", {State::connectError(), State::contentLoading(), zero}, true, 0, 1},
       {"anything to hide", {State::contentLoading(), State::connectError(), State::hide()}, false, {}, {}},
       {"hide at once after loading", {State::contentLoading(), State::hide()}, false, {}, {}},
+      {"loading during hide's fade", {State::contentLoading(), State::hide(), State::contentLoading()}, true, 1, {}},
   };
   for (const auto& c : cases) {
     NavigationView view(QRectF(0, 0, 320, 480));
