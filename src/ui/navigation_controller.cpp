@@ -30,8 +30,9 @@ NavigationController::~NavigationController() {
   if (navigationBar_ && !navigationBar_->parentWidget()) delete navigationBar_.data();
 }
 
-void NavigationController::place(View* view) const {
-  const QRectF bounds = container_ ? container_->bounds() : QRectF();
+void NavigationController::place(View* view) {
+  // The container fills the controller's view, laid out or not yet.
+  const QRectF bounds = this->view()->bounds();
   View::performWithoutAnimation([&] {
     view->setFrame(bounds);
     view->setAlpha(1);

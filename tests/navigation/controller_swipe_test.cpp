@@ -12,6 +12,7 @@
 #include "tavrel/navigation/navigation_view_presenter.h"
 #include "tavrel/navigation/zk_flow.h"
 #include "tavrel/ui/layout_helpers.h"
+#include "tavrel/ui/safe_area_layout_guide.h"
 
 namespace tavrel::navigation {
 namespace {
@@ -107,6 +108,8 @@ TEST(ZKNavigationController, TheShellStartsBelowTheSafeAreaUnlessToldNot) {
   ui::Application::setSafeAreaOverride(ui::EdgeInsets{20, 0, 34, 0});
   Shell s;
   EXPECT_EQ(s.nav->navigationView()->frame(), QRectF(0, 20, 320, 460));
+  // The window's safe area seen from the shell: 20 at the top, 34 at the bottom.
+  EXPECT_EQ(ui::compatibleSafeAreaLayoutGuide(*s.nav->navigationView()), QRectF(0, 0, 320, 426));
   s.nav->isCalulateSafeArea = false;
   s.nav->view()->setNeedsLayout();
   s.nav->view()->layoutIfNeeded();
@@ -116,6 +119,10 @@ TEST(ZKNavigationController, TheShellStartsBelowTheSafeAreaUnlessToldNot) {
   auto second = std::make_shared<Screen>();
   s.nav->pushViewController(second, false);
   EXPECT_EQ(getNavigationController(second.get()), s.nav.get());
+  auto* inner = new ui::View();
+  second->view()->addSubview(inner);
+  EXPECT_EQ(ui::findViewController(inner), second.get());
+  EXPECT_EQ(ui::findViewController(s.bar), s.nav.get());
   EXPECT_EQ(getNavigationBar(s.nav.get()), s.bar);
   ui::NavigationController plain;
   EXPECT_EQ(getNavigationBar(&plain), nullptr);

@@ -80,7 +80,7 @@ class NavigationController : public ViewController {
   void show(const std::shared_ptr<ViewController>& from, const std::shared_ptr<ViewController>& to,
             NavigationOperation operation, bool animated);
   void finishTransition(bool didComplete);
-  void place(View* view) const;
+  void place(View* view);
 
   std::vector<std::shared_ptr<ViewController>> stack_;
   std::shared_ptr<NavigationControllerDelegate> delegate_;
