@@ -13,7 +13,7 @@ bool has(RectEdge set, RectEdge edge) { return (static_cast<unsigned>(set) & sta
 
 ScreenEdgePanGestureRecognizer::ScreenEdgePanGestureRecognizer(Action action, QObject* parent)
     : QObject(parent), action_(std::move(action)) {
-  qApp->installEventFilter(this);
+  if (qApp) qApp->installEventFilter(this);  // without an application there is nothing to watch
 }
 
 ScreenEdgePanGestureRecognizer::~ScreenEdgePanGestureRecognizer() {
