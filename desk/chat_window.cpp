@@ -57,7 +57,7 @@ void placeItems(navigation::ZKNavigationBar& bar, DeskScreen& screen) {
   if (auto* item = screen.rightNavigationBarView()) bar.rightView()->addSubview(item);
 }
 
-int runWindow(cli::Call& call, QApplication& app, const cli::Embedded* embedded, bool manualNetwork) {
+int runWindow(cli::Call& call, int& argc, char** argv, const cli::Embedded* embedded, bool manualNetwork) {
   auto session = cli::openSession(call, embedded);
   if (auto* status = std::get_if<int>(&session)) return *status;
   cli::useInstalledLibBundle();
@@ -67,6 +67,9 @@ int runWindow(cli::Call& call, QApplication& app, const cli::Embedded* embedded,
     manual = ManualConnectivityBackend::installAsDefault();
     manual->setStatus(ConnectivityStatus::connected);
   }
+  // A host that has one already (the tests) keeps it.
+  std::unique_ptr<QApplication> own;
+  if (!QApplication::instance()) own = std::make_unique<QApplication>(argc, argv);
   ui::MainQueuePump pump;
   ui::AppStateBridge appState;
   TavrelLib::shared();
@@ -108,14 +111,14 @@ int runWindow(cli::Call& call, QApplication& app, const cli::Embedded* embedded,
     }
   });
   window.show();
-  app.exec();
+  QApplication::exec();
   controller.reset();
   return cli::kSuccess;
 }
 
 }  // namespace
 
-int runChatWindow(int argc, char** argv) {
+int runChatWindow(int argc, char** argv, std::ostream& err) {
   std::vector<std::string> rest;
   bool embeddedFlag = false;
   for (int i = 1; i < argc; ++i) {
@@ -132,27 +135,26 @@ int runChatWindow(int argc, char** argv) {
   }
   const auto network = cli::valueOf(rest, "--network").value_or("linux");
   if (network != "linux" && network != "manual") {
-    return cli::usageError(std::cerr, "tavrel-desk", "--network is linux or manual, not '" + network + "'");
+    return cli::usageError(err, "tavrel-desk", "--network is linux or manual, not '" + network + "'");
   }
   if (embeddedFlag && cli::given(rest, "--key")) {
-    return cli::usageError(std::cerr, "tavrel-desk", "--embedded talks to its own service: no --key");
+    return cli::usageError(err, "tavrel-desk", "--embedded talks to its own service: no --key");
   }
   std::unique_ptr<cli::Embedded> embedded;
   if (embeddedFlag || !cli::serviceConfigured(rest)) {
     auto started = cli::Embedded::start(cli::valueOf(rest, "--db").value_or(":memory:"));
     if (auto* problem = std::get_if<std::string>(&started)) {
-      std::cerr << "tavrel-desk: the embedded service did not start: " << *problem << '\n';
+      err << "tavrel-desk: the embedded service did not start: " << *problem << '\n';
       return cli::kFailed;
     }
     embedded = std::move(std::get<0>(started));
   } else if (cli::given(rest, "--db")) {
-    return cli::usageError(std::cerr, "tavrel-desk", "--db is for --embedded only");
+    return cli::usageError(err, "tavrel-desk", "--db is for --embedded only");
   }
   rx::MainQueue::shared().makeCurrentThread();
-  QApplication app(argc, argv);
-  cli::Io io{std::cin, std::cout, std::cerr};
+  cli::Io io{std::cin, std::cout, err};
   return cli::runCall("tavrel-desk", kDesk, rest, io, [&](cli::Call& call) {
-    return runWindow(call, app, embedded.get(), network == "manual");
+    return runWindow(call, argc, argv, embedded.get(), network == "manual");
   });
 }
 

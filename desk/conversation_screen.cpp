@@ -80,12 +80,14 @@ void ConversationScreen::viewDidLoad() {
         if (alive.lock()) refreshNewest();
       })
       .disposed(bag_);
-  if (log_.dialogId().empty()) {
-    bar_->textView().becomeFirstResponder();
-    return;
-  }
+  if (log_.dialogId().empty()) return;
   show(NavigationViewState::contentLoading());
   reload();
+}
+
+void ConversationScreen::viewDidAppear(bool animated) {
+  DeskScreen::viewDidAppear(animated);
+  bar_->textView().becomeFirstResponder();  // typing goes to the bar
 }
 
 void ConversationScreen::viewWillLayoutSubviews() {

@@ -12,6 +12,14 @@ namespace {
 
 using ui::colors::hex;
 
+// Below the rows, the scroll area shows white, not the window's grey.
+void whiten(QWidget& viewport) {
+  QPalette palette = viewport.palette();
+  palette.setColor(QPalette::Window, ui::colors::white());
+  viewport.setPalette(palette);
+  viewport.setAutoFillBackground(true);
+}
+
 // One row: clickable, with a hairline below.
 class RowView : public ui::View {
  public:
@@ -71,6 +79,7 @@ RowListView::RowListView(const QRectF& frame) : View(frame) {
   setBackgroundColor(ui::colors::white());
   scroll_ = new QScrollArea(this);
   scroll_->setFrameShape(QFrame::NoFrame);
+  whiten(*scroll_->viewport());
   scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   column_ = new View();
   column_->setBackgroundColor(ui::colors::white());

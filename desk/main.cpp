@@ -81,7 +81,7 @@ int main(int argc, char** argv) {
   registerBundle(argv[0]);
   bool rendering = false;
   for (int i = 1; i < argc; ++i) rendering = rendering || std::string(argv[i]) == "--render";
-  if (!rendering) return tavrel::desk::runChatWindow(argc, argv);
+  if (!rendering) return tavrel::desk::runChatWindow(argc, argv, std::cerr);
   std::optional<std::string> name, out;
   std::optional<QSize> size;
   for (int i = 1; i < argc; ++i) {

@@ -18,6 +18,14 @@ namespace {
 
 using ui::colors::hex;
 
+// Below the rows, the scroll area shows white, not the window's grey.
+void whiten(QWidget& viewport) {
+  QPalette palette = viewport.palette();
+  palette.setColor(QPalette::Window, ui::colors::white());
+  viewport.setPalette(palette);
+  viewport.setAutoFillBackground(true);
+}
+
 constexpr double kChipHeight = 28, kCaptionHeight = 16, kRowGap = 10;
 const QColor kMine = hex(0x3478F6), kTheirs = hex(0xECECF0);
 
@@ -219,6 +227,7 @@ MessagesView::MessagesView(const QRectF& frame) : View(frame) {
   setBackgroundColor(ui::colors::white());
   scroll_ = new QScrollArea(this);
   scroll_->setFrameShape(QFrame::NoFrame);
+  whiten(*scroll_->viewport());
   scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   scroll_->setWidgetResizable(false);
   column_ = new View();

@@ -69,10 +69,15 @@ void DeskScreen::setBarItems(const QString& title, const QString& left, std::fun
   center->setFont(ui::Font::system(17, QFont::DemiBold));
   center->setTextAlignment(Qt::AlignCenter);
   center_ = center;
-  left_->setFrame(itemFrame(false));
-  right_->setFrame(itemFrame(false));
-  center_->setFrame(itemFrame(true));
   setTitle(title);
+}
+
+ui::View* DeskScreen::atHome(ui::View* item, bool center) {
+  if (item && !item->superview()) {
+    item->setFrame(itemFrame(center));
+    item->setAlpha(1);
+  }
+  return item;
 }
 
 void DeskScreen::setTitle(const QString& title) {
@@ -84,6 +89,7 @@ bool DeskScreen::isTop() const {
 }
 
 void DeskScreen::show(const NavigationViewState& state) {
+  state_ = state;
   if (!isTop()) return;
   if (auto* shell = navigation::getNavigationController(this)) shell->presenter->show(state);
 }
@@ -116,6 +122,8 @@ void DeskScreen::viewDidAppear(bool) {
       .disposed(shownBag_);
 }
 
+void DeskScreen::viewWillAppear(bool) { show(state_); }
+
 void DeskScreen::viewWillDisappear(bool) { shownBag_ = rx::DisposeBag(); }
 
 // --- ListScreen -----------------------------------------------------------------
@@ -141,7 +149,8 @@ void ListScreen::viewDidLoad() {
 
 void ListScreen::viewWillLayoutSubviews() { list_->setFrame(view()->bounds()); }
 
-void ListScreen::viewWillAppear(bool) {
+void ListScreen::viewWillAppear(bool animated) {
+  DeskScreen::viewWillAppear(animated);
   if (!loaded_) show(NavigationViewState::contentLoading());
   reload();
 }

@@ -35,10 +35,13 @@ class DeskScreen : public ui::ViewController, public navigation::ZKChangeNavigat
   explicit DeskScreen(DeskSession& session);
   ~DeskScreen() override;
 
-  ui::View* leftNavigationBarView() const override { return left_; }
-  ui::View* rightNavigationBarView() const override { return right_; }
-  ui::View* centerNavigationBarView() const override { return center_; }
+  // Each read gives the item at home in its container: a transition that
+  // took it out of the bar left it moved aside.
+  ui::View* leftNavigationBarView() const override { return atHome(left_, false); }
+  ui::View* rightNavigationBarView() const override { return atHome(right_, false); }
+  ui::View* centerNavigationBarView() const override { return atHome(center_, true); }
 
+  void viewWillAppear(bool animated) override;
   void viewDidAppear(bool animated) override;
   void viewWillDisappear(bool animated) override;
 
@@ -50,7 +53,8 @@ class DeskScreen : public ui::ViewController, public navigation::ZKChangeNavigat
   void setBarItems(const QString& title, const QString& left, std::function<void()> onLeft,
                    const QString& right, std::function<void()> onRight);
   void setTitle(const QString& title);
-  // Shows the state over this screen, while it is the top one.
+  // Shows the state over this screen now if it is the top one, else when it
+  // comes on top.
   void show(const navigation::NavigationViewState& state);
   void push(std::shared_ptr<DeskScreen> screen);
   void pop();
@@ -62,7 +66,12 @@ class DeskScreen : public ui::ViewController, public navigation::ZKChangeNavigat
   rx::DisposeBag shownBag_;  // while the screen is on top
 
  private:
+  static ui::View* atHome(ui::View* item, bool center);
+
   QPointer<ui::View> left_, center_, right_;
+  // What this screen last asked the shell to show: shown again each time
+  // the screen comes back on top.
+  navigation::NavigationViewState state_ = navigation::NavigationViewState::hide();
 };
 
 // The visitor's conversations, newest first.
@@ -85,6 +94,7 @@ class ConversationScreen : public DeskScreen, private ui::ALTextInputBarDelegate
   // dialogId "" for a new conversation, which the first message starts.
   ConversationScreen(DeskSession& session, std::string dialogId);
   void viewDidLoad() override;
+  void viewDidAppear(bool animated) override;
   void viewWillLayoutSubviews() override;
   void reload() override;
   // Sends what the bar holds.
