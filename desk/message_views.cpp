@@ -49,10 +49,27 @@ double textWidth(double width) {
   return std::max(40.0, std::min(room, width * 0.7) - 2 * MessageRow::kBubbleInset);
 }
 
+// The text with a break opportunity (U+200B) in every 12 characters of a
+// long word, so that a link or a row of letters wraps inside the bubble.
+QString breakable(const std::string& body) {
+  const QString text = QString::fromStdString(body);
+  QString out;
+  int run = 0;
+  for (QChar c : text) {
+    run = c.isSpace() ? 0 : run + 1;
+    out += c;
+    if (run == 12) {
+      out += QChar(0x200B);
+      run = 0;
+    }
+  }
+  return out;
+}
+
 QSizeF textSize(const QString& text, double width) {
   const QRectF r = QFontMetricsF(bodyFont())
                        .boundingRect(QRectF(0, 0, width, 1e6), Qt::TextWordWrap, text);
-  return {std::ceil(std::max(r.width(), 8.0)), std::ceil(r.height())};
+  return {std::ceil(std::clamp(r.width(), 8.0, width)), std::ceil(r.height())};
 }
 
 QString captionOf(const ConversationLog::Entry& entry) {
@@ -177,7 +194,7 @@ MessageRow::MessageRow(const ConversationLog::Entry& entry, double width,
   text_->setNumberOfLines(0);
   text_->setFont(bodyFont());
   text_->setTextColor(mine_ ? ui::colors::white() : ui::colors::black());
-  text_->setText(q(message.body));
+  text_->setText(breakable(message.body));
   bubble_->addSubview(text_);
   caption_ = new ui::Label();
   caption_->setFont(captionFont());
@@ -195,7 +212,7 @@ MessageRow::MessageRow(const ConversationLog::Entry& entry, double width,
 }
 
 double MessageRow::heightFor(const ConversationLog::Entry& entry, double width) {
-  const QSizeF text = textSize(q(entry.message.body), textWidth(width));
+  const QSizeF text = textSize(breakable(entry.message.body), textWidth(width));
   const double bubble = std::max(kAvatar, text.height() + 2 * kBubbleInset);
   const auto chips = attachmentsOf(entry.message).size();
   return kCaptionHeight + bubble + chips * (kChipHeight + 4) + kRowGap;

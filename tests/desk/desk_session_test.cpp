@@ -100,6 +100,15 @@ TEST_F(DeskService, ConversationScreenSendsAndShowsTheAnswerOnce) {
   screen->send();
   EXPECT_EQ(screen->inputBar().text(), "kept");
   EXPECT_EQ(shell.navigationView()->state()->kind(), Case::connectError);
+
+  // A reply that fails below HTTP comes back into the bar.
+  test::network()->setStatus(ConnectivityStatus::connected);
+  queue.runUntil([&] { return session.online(); }, std::chrono::seconds(5));
+  server->stop();
+  screen->send();
+  EXPECT_EQ(screen->inputBar().text(), "");
+  EXPECT_TRUE(queue.runUntil([&] { return screen->inputBar().text() == "kept"; }, std::chrono::seconds(10)));
+  EXPECT_EQ(screen->log().entries().size(), 4u) << "the failed one is not left behind";
 }
 
 TEST_F(DeskService, ListScreenLoadsAgainWhenTheNetworkReturns) {
