@@ -73,6 +73,8 @@ void EditScreen::readable() {
 
 void EditScreen::suspend() {
   if (!std::exchange(active_, false)) return;
+  // Removing the handler drops the line being typed: keep it for resume().
+  if (!betweenLines_ && rl_line_buffer) unfinished_ = rl_line_buffer;
   rl_callback_handler_remove();
 }
 
@@ -81,6 +83,13 @@ void EditScreen::resume() {
   rl_callback_handler_install(kPrompt, lineDone);
   // Ctrl-Z and Ctrl-C stay signals while a line is edited.
   rl_parse_and_bind("setty -x +isig");
+  if (!unfinished_.empty()) {
+    rl_insert_text(unfinished_.c_str());
+    unfinished_.clear();
+    std::fputs("\r\x1b[K", stdout);  // over the prompt that installing drew
+    std::fflush(stdout);
+    rl_forced_update_display();
+  }
 }
 
 void EditScreen::above(std::string_view text) {

@@ -60,6 +60,7 @@ class EditScreen final : public Screen {
   std::function<void(std::optional<std::string>)> onLine_;
   bool active_ = false;
   bool betweenLines_ = false;  // a finished line is being handled
+  std::string unfinished_;     // what was typed when the screen was suspended
 };
 
 }  // namespace tavrel::cli
