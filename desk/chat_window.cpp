@@ -39,8 +39,10 @@ constexpr std::string_view kHelp =
     "  --key KEY           a new visitor of that application, saved as `tavrel\n"
     "                      connect` saves it; otherwise the saved session\n"
     "  --user-id ID, --user-auth-key-file FILE   a known user, as for `tavrel chat`\n"
-    "  --network linux     the network status follows this machine (default)\n"
-    "  --network manual    the toolbar's \"Work offline\" switch sets it\n"
+    "  --network linux     the network status follows this machine (the default\n"
+    "                      with a service elsewhere)\n"
+    "  --network manual    the toolbar's \"Work offline\" switch sets it (the default\n"
+    "                      with the embedded service, which needs no network)\n"
     "  --token-file FILE, --state DIR, --timeout SECONDS, --verbose: as for `tavrel`\n"
     "\n"
     "F12 saves the window into the file TAVREL_DESK_SCREENSHOT names.\n"
@@ -133,9 +135,9 @@ int runChatWindow(int argc, char** argv, std::ostream& err) {
       rest.push_back(arg);
     }
   }
-  const auto network = cli::valueOf(rest, "--network").value_or("linux");
-  if (network != "linux" && network != "manual") {
-    return cli::usageError(err, "tavrel-desk", "--network is linux or manual, not '" + network + "'");
+  const auto chosen = cli::valueOf(rest, "--network");
+  if (chosen && *chosen != "linux" && *chosen != "manual") {
+    return cli::usageError(err, "tavrel-desk", "--network is linux or manual, not '" + *chosen + "'");
   }
   if (embeddedFlag && cli::given(rest, "--key")) {
     return cli::usageError(err, "tavrel-desk", "--embedded talks to its own service: no --key");
@@ -151,6 +153,8 @@ int runChatWindow(int argc, char** argv, std::ostream& err) {
   } else if (cli::given(rest, "--db")) {
     return cli::usageError(err, "tavrel-desk", "--db is for --embedded only");
   }
+  // A service in this process is reachable whatever this machine's network.
+  const std::string network = chosen.value_or(embedded ? "manual" : "linux");
   rx::MainQueue::shared().makeCurrentThread();
   cli::Io io{std::cin, std::cout, err};
   return cli::runCall("tavrel-desk", kDesk, rest, io, [&](cli::Call& call) {
