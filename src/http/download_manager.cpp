@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -14,6 +13,7 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <variant>
 #include <vector>
@@ -159,8 +159,13 @@ using TransferPtr = std::shared_ptr<Transfer>;
 int publish(Transfer& t) {
   const fs::path folder = t.target.parent_path();
   const std::string stem = t.target.stem().string(), extension = t.target.extension().string();
+  bool linkOnly = false;  // a file system without rename's no-replace mode
   for (int n = 1; n < 10000; ++n) {
-    if (::link(t.partial.c_str(), t.target.c_str()) == 0) {
+    if (!linkOnly) {
+      if (::renameat2(AT_FDCWD, t.partial.c_str(), AT_FDCWD, t.target.c_str(), RENAME_NOREPLACE) == 0) return 0;
+      linkOnly = errno == EINVAL || errno == ENOSYS;
+    }
+    if (linkOnly && ::link(t.partial.c_str(), t.target.c_str()) == 0) {
       ::unlink(t.partial.c_str());
       return 0;
     }
