@@ -12,14 +12,6 @@ namespace {
 
 using ui::colors::hex;
 
-// Below the rows, the scroll area shows white, not the window's grey.
-void whiten(QWidget& viewport) {
-  QPalette palette = viewport.palette();
-  palette.setColor(QPalette::Window, ui::colors::white());
-  viewport.setPalette(palette);
-  viewport.setAutoFillBackground(true);
-}
-
 // One row: clickable, with a hairline below.
 class RowView : public ui::View {
  public:
@@ -117,6 +109,13 @@ void RowListView::rebuild() {
 void RowListView::layoutSubviews() {
   scroll_->setGeometry(QRectF(0, topInset_, frame().width(), frame().height() - topInset_).toRect());
   if (std::abs(column_->frame().width() - frame().width()) > 0.5) rebuild();
+}
+
+void whiten(QWidget& viewport) {
+  QPalette palette = viewport.palette();
+  palette.setColor(QPalette::Window, ui::colors::white());
+  viewport.setPalette(palette);
+  viewport.setAutoFillBackground(true);
 }
 
 }  // namespace tavrel::desk

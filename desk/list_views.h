@@ -13,6 +13,9 @@
 
 namespace tavrel::desk {
 
+// Paints a scroll area's viewport white below its rows, not the window's grey.
+void whiten(QWidget& viewport);
+
 struct RowItem {
   QString title;
   QString subtitle;

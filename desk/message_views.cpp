@@ -8,6 +8,7 @@
 #include <QScrollBar>
 #include <QUrl>
 
+#include "list_views.h"
 #include "tavrel/model/person.h"
 #include "tavrel/ui/avatar.h"
 #include "tavrel/ui/colors.h"
@@ -17,14 +18,6 @@ namespace tavrel::desk {
 namespace {
 
 using ui::colors::hex;
-
-// Below the rows, the scroll area shows white, not the window's grey.
-void whiten(QWidget& viewport) {
-  QPalette palette = viewport.palette();
-  palette.setColor(QPalette::Window, ui::colors::white());
-  viewport.setPalette(palette);
-  viewport.setAutoFillBackground(true);
-}
 
 constexpr double kChipHeight = 28, kCaptionHeight = 16, kRowGap = 10;
 const QColor kMine = hex(0x3478F6), kTheirs = hex(0xECECF0);
