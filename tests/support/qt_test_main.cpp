@@ -1,6 +1,6 @@
-// The views' tests run in one QApplication on Qt's offscreen platform, which
-// measures and draws text as a display would. Animations move only when a
-// test advances the animation clock.
+// The main of the views' and the shell's tests: one QApplication on Qt's
+// offscreen platform, which measures and draws text as a display would.
+// Animations move only when a test advances the animation clock.
 #include <gtest/gtest.h>
 
 #include <QApplication>
