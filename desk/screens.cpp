@@ -216,14 +216,7 @@ void HelpScreen::reload() {
   if (searchField_ && !searchField_->text().trimmed().isEmpty()) return search();
   if (!category_.id.empty()) {
     session_.request(session_.knowledgeBase().getArticles(category_.id), guard_,
-                     std::function<void(Loaded<Response<std::vector<KnowledgeBaseArticle>>>)>(
-                         [this](auto loaded) {
-                           const auto articles = loaded.value ? loaded.value->data : decltype(loaded.value->data){};
-                           show(stateAfter(loaded.outcome, articles.empty(),
-                                           ZeroTexts{QStringLiteral("No articles"),
-                                                     QStringLiteral("This category is empty.")}));
-                           showArticles(articles);
-                         }));
+                     articlesLoaded({QStringLiteral("No articles"), QStringLiteral("This category is empty.")}));
     return;
   }
   session_.request(session_.knowledgeBase().getCategories(), guard_,
@@ -245,14 +238,15 @@ void HelpScreen::search() {
   if (text.empty()) return reload();
   show(NavigationViewState::contentLoading());
   session_.request(session_.knowledgeBase().search(text), guard_,
-                   std::function<void(Loaded<Response<std::vector<KnowledgeBaseArticle>>>)>(
-                       [this](auto loaded) {
-                         const auto hits = loaded.value ? loaded.value->data : decltype(loaded.value->data){};
-                         show(stateAfter(loaded.outcome, hits.empty(),
-                                         ZeroTexts{QStringLiteral("Nothing found"),
-                                                   QStringLiteral("Try other words.")}));
-                         showArticles(hits);
-                       }));
+                   articlesLoaded({QStringLiteral("Nothing found"), QStringLiteral("Try other words.")}));
+}
+
+std::function<void(Loaded<Response<std::vector<KnowledgeBaseArticle>>>)> HelpScreen::articlesLoaded(ZeroTexts empty) {
+  return [this, empty](Loaded<Response<std::vector<KnowledgeBaseArticle>>> loaded) {
+    const auto articles = loaded.value ? loaded.value->data : std::vector<KnowledgeBaseArticle>{};
+    show(stateAfter(loaded.outcome, articles.empty(), empty));
+    showArticles(articles);
+  };
 }
 
 void HelpScreen::showArticles(const std::vector<KnowledgeBaseArticle>& articles) {

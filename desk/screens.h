@@ -16,6 +16,7 @@
 #include "desk_session.h"
 #include "list_views.h"
 #include "message_views.h"
+#include "shell_state.h"
 #include "tavrel/model/knowledge_base.h"
 #include "tavrel/navigation/navigation_view_state.h"
 #include "tavrel/navigation/zk_navigation_bar.h"
@@ -133,6 +134,8 @@ class HelpScreen : public DeskScreen {
 
  private:
   void showArticles(const std::vector<KnowledgeBaseArticle>& articles);
+  // Shows loaded articles, or `empty`'s texts when there are none.
+  std::function<void(Loaded<Response<std::vector<KnowledgeBaseArticle>>>)> articlesLoaded(ZeroTexts empty);
   void search();
 
   KnowledgeBaseCategory category_;
