@@ -100,7 +100,6 @@ TEST(Response, MetaFirstThenDataBothRequired) {
   const std::pair<std::string, std::string> cases[] = {
       {R"({"data":{"id":"9"}})", "keyNotFound at meta"},
       {R"({"meta":{"status":200}})", "keyNotFound at data"},
-      {R"({"meta":{},"data":{}})", "keyNotFound at meta.status"},
       {R"({"meta":{"status":200},"data":null})", "valueNotFound at data"},
   };
   for (const auto& [json, want] : cases) {
@@ -109,7 +108,7 @@ TEST(Response, MetaFirstThenDataBothRequired) {
   EXPECT_EQ(decodeJson<Response<SimpleId>>(R"({"meta":{"status":200},"data":{"id":"9"}})")->data,
             SimpleId{"9"});
   // A tree takes null as a value, but the key is still required.
-  EXPECT_TRUE(decodeJson<Response<JsonValue>>(cases[3].first)->data.isEmpty());
+  EXPECT_TRUE(decodeJson<Response<JsonValue>>(cases[2].first)->data.isEmpty());
   EXPECT_EQ(failure<Response<JsonValue>>(cases[1].first), "keyNotFound at data");
   // One bad record fails the whole answer.
   using Ids = Response<std::vector<SimpleId>>;
