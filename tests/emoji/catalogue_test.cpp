@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -17,34 +16,34 @@ std::vector<std::string> strings(std::span<const std::string_view> views) {
   return {views.begin(), views.end()};
 }
 
-TEST(EmojiCatalogue, CountsDistributionsAndUniqueness) {
+// Every case has names and texts, none of them shared with another case;
+// the scanners' length bounds are the longest ones.
+TEST(EmojiCatalogue, NamesAndTextsAreUniqueAndWithinBounds) {
   const auto all = allCases<Emoji>();
   ASSERT_EQ(all.size(), 2800u);
-  std::set<std::string> names, texts;
-  std::map<std::size_t, int> namesPerCase, textsPerCase;
-  std::size_t longestName = 0, longestText = 0;
+  std::set<std::string_view> names, texts;
+  std::size_t nameCount = 0, textCount = 0, longestName = 0, longestText = 0;
   for (std::size_t i = 0; i < all.size(); ++i) {
     ASSERT_EQ(static_cast<std::size_t>(all[i]), i);
-    const auto ns = shortnames(all[i]);
-    const auto ts = codepoints(all[i]);
-    ++namesPerCase[ns.size()];
-    ++textsPerCase[ts.size()];
-    for (auto n : ns) {
-      names.emplace(n);
+    EXPECT_FALSE(shortnames(all[i]).empty() || codepoints(all[i]).empty()) << i;
+    for (auto n : shortnames(all[i])) {
+      ++nameCount;
+      names.insert(n);
       longestName = std::max(longestName, n.size());
       EXPECT_TRUE(!n.empty() && std::all_of(n.begin(), n.end(), [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '-' ||
                c == '+';
       })) << n;
     }
-    for (auto t : ts) texts.emplace(t), longestText = std::max(longestText, t.size());
+    for (auto t : codepoints(all[i])) {
+      ++textCount;
+      texts.insert(t);
+      longestText = std::max(longestText, t.size());
+      EXPECT_NE(t, "\u00A9");  // the bare copyright sign is no entry
+    }
   }
-  // No case without names or texts, and no name or text twice.
-  EXPECT_EQ(names.size(), 4250u);
-  EXPECT_EQ(texts.size(), 4533u);
-  EXPECT_EQ(namesPerCase, (std::map<std::size_t, int>{{1, 1403}, {2, 1345}, {3, 51}, {4, 1}}));
-  EXPECT_EQ(textsPerCase,
-            (std::map<std::size_t, int>{{1, 1670}, {2, 585}, {3, 496}, {4, 40}, {5, 9}}));
+  EXPECT_EQ(names.size(), nameCount);
+  EXPECT_EQ(texts.size(), textCount);
   EXPECT_EQ(longestName, emoji_data::kMaxShortnameLength);
   EXPECT_EQ(longestText, emoji_data::kMaxCodepointLength);
 }
@@ -65,8 +64,6 @@ TEST(EmojiCatalogue, TellingRows) {
       {111, E::infinity, {"infinity"}, {"\u267E\uFE0F", "\u267E"}},
       {228, E::star, {"star"}, {"\u2B50", "\u2B50\uFE0F"}},
       {998, E::thumbsup, {"thumbsup", "+1", "thumbup"}, {"\U0001F44D", "\U0001F44D\uFE0F"}},
-      {1001, E::thumbsup_tone3, {"thumbsup_tone3", "+1_tone3", "thumbup_tone3"},
-       {"\U0001F44D\U0001F3FD"}},
       {1584, E::poop, {"poop", "shit", "hankey", "poo"}, {"\U0001F4A9"}},
       {449, E::flag_sa, {"flag_sa", "saudiarabia", "saudi"}, {"\U0001F1F8\U0001F1E6"}},
       {862, E::england, {"england"},
@@ -88,10 +85,6 @@ TEST(EmojiCatalogue, TellingRows) {
     EXPECT_EQ(strings(codepoints(row.emoji)), row.texts) << row.names[0];
   }
   EXPECT_EQ(shortnames(Emoji::new_)[0], "new");
-  // The bare copyright sign is no entry of any case.
-  for (auto e : allCases<Emoji>()) {
-    for (auto t : codepoints(e)) EXPECT_NE(t, "\u00A9");
-  }
 }
 
 }  // namespace
