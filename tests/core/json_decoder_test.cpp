@@ -40,8 +40,6 @@ TEST(JsonDecoder, FailuresNameKindAndPath) {
   const std::string ok = R"("author":{"name":"n"})";
   struct Case { std::string input; Kind kind; std::string path; } cases[] = {
       {"{}", Kind::keyNotFound, "data"},
-      {R"({"data":{}})", Kind::typeMismatch, "data"},
-      {R"({"data":null})", Kind::valueNotFound, "data"},
       {R"({"data":[{"title":"a",)" + ok + R"(},{"title":"b","author":{}}]})",
        Kind::keyNotFound, "data[1].author.name"},
       {R"({"data":[{"title":null,)" + ok + "}]}", Kind::valueNotFound, "data[0].title"},
@@ -50,7 +48,6 @@ TEST(JsonDecoder, FailuresNameKindAndPath) {
       {"[1]", Kind::typeMismatch, ""}, {"", Kind::dataCorrupted, ""}, {R"({"data":[)", Kind::dataCorrupted, ""},
       {R"({"data":[]} x)", Kind::dataCorrupted, ""},
       {"{\"data\":[], \"s\":\"\xff\"}", Kind::dataCorrupted, ""},
-      {"{\"data\":[], \"\xed\xa0\x80\":1}", Kind::dataCorrupted, ""},  // a UTF-16 surrogate
       {R"({"data":[], "s":"\ud800"})", Kind::dataCorrupted, ""},      // a lone escaped one
       {R"({"data":[01]})", Kind::dataCorrupted, ""},
   };
