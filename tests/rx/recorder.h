@@ -44,6 +44,13 @@ struct CapturedLines {
     });
   }
   ~CapturedLines() { setDebugSink(nullptr); }
+  // All lines so far, each ended by "\n".
+  std::string text() {
+    std::lock_guard lock(mutex);
+    std::string all;
+    for (const auto& line : lines) all += line + "\n";
+    return all;
+  }
   std::mutex mutex;
   std::vector<std::string> lines;
 };
