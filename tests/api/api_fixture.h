@@ -1,7 +1,7 @@
 #pragma once
 // Shared by the api tests: a loopback server, a main bundle whose Info.plist
 // "apiUrl" points at it, a transport of the test's own, settings for both
-// modes, a capture of the debug sink, and a way to wait for a stream's end.
+// modes, and a way to wait for a stream's end.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -24,7 +24,6 @@
 
 #include "support/test_http_server.h"
 #include "tavrel/core/info_plist.h"
-#include "tavrel/core/log.h"
 #include "tavrel/core/network_settings.h"
 #include "tavrel/core/percent_encoding.h"
 #include "tavrel/http/http_transport.h"
@@ -63,54 +62,24 @@ class MainBundle {
   std::filesystem::path dir_;
 };
 
-// Every line written through debugPrint while alive.
-class DebugCapture {
- public:
-  DebugCapture() {
-    setDebugSink([this](std::string_view line) {
-      std::lock_guard lock(mutex_);
-      lines_.emplace_back(line);
-    });
-  }
-  ~DebugCapture() { setDebugSink({}); }
-  DebugCapture(const DebugCapture&) = delete;
-  DebugCapture& operator=(const DebugCapture&) = delete;
-
-  std::vector<std::string> lines() const {
-    std::lock_guard lock(mutex_);
-    return lines_;
-  }
-  // All lines joined by "\n".
-  std::string text() const {
-    std::string all;
-    for (const auto& line : lines()) all += line + "\n";
-    return all;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
-
-// What a stream did: its elements, then completion or an error.
+// What a stream did: its elements, then completion or an error (neither
+// when it did not end in time).
 template <class T>
 struct StreamRun {
   std::vector<T> elements;
   bool completed = false;
   std::exception_ptr error;
-  bool finished = false;  // false when the stream did not end in time
 
   // The error rethrown as E, or nullopt for another type or no error.
   template <class E>
   std::optional<E> errorAs() const {
-    if (!error) return std::nullopt;
     try {
-      std::rethrow_exception(error);
+      if (error) std::rethrow_exception(error);
     } catch (const E& e) {
       return e;
     } catch (...) {
-      return std::nullopt;
     }
+    return std::nullopt;
   }
 };
 
@@ -124,27 +93,19 @@ StreamRun<T> await(const rx::Observable<T>& stream) {
   };
   auto state = std::make_shared<State>();
   auto future = state->done.get_future();
+  auto end = [state](std::exception_ptr error) {
+    std::lock_guard lock(state->mutex);
+    state->run.error = error;
+    state->run.completed = !error;
+    state->done.set_value();
+  };
   auto subscription = stream.subscribe(
       [state](const T& value) {
         std::lock_guard lock(state->mutex);
         state->run.elements.push_back(value);
       },
-      [state](std::exception_ptr error) {
-        std::lock_guard lock(state->mutex);
-        if (state->run.finished) return;
-        state->run.error = error;
-        state->run.finished = true;
-        state->done.set_value();
-      },
-      [state] {
-        std::lock_guard lock(state->mutex);
-        if (state->run.finished) return;
-        state->run.completed = true;
-        state->run.finished = true;
-        state->done.set_value();
-      });
-  const bool ended = future.wait_for(kStreamWait) == std::future_status::ready;
-  if (!ended) subscription.dispose();
+      end, [end] { end(nullptr); });
+  if (future.wait_for(kStreamWait) != std::future_status::ready) subscription.dispose();
   std::lock_guard lock(state->mutex);
   return state->run;
 }
@@ -175,13 +136,10 @@ class ApiFixture : public ::testing::Test {
 
   // Token "tok", app id "7", user id "9", in each mode.
   static std::shared_ptr<NetworkSettings> appSettings() {
-    return settings(NetworkSettings::ConnectionType::app);
+    return std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::app, "tok", "7", "9");
   }
   static std::shared_ptr<NetworkSettings> sdkSettings() {
-    return settings(NetworkSettings::ConnectionType::sdk);
-  }
-  static std::shared_ptr<NetworkSettings> settings(NetworkSettings::ConnectionType mode) {
-    return std::make_shared<NetworkSettings>(mode, "tok", "7", "9");
+    return std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::sdk, "tok", "7", "9");
   }
 
   TestHttpServer server;

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "api/api_fixture.h"
+#include "rx/recorder.h"
 #include "tavrel/api/network_errors_builder.h"
 #include "tavrel/http/moya_error.h"
 
@@ -34,11 +35,11 @@ TEST(NetworkErrorsBuilder, MapsStatusCodesAndThrownErrors) {
     EXPECT_EQ(builder.uiError(thrown[i].first), thrown[i].second) << "case " << i;
   }
   // An underlying error that is no URLError: an empty debug line.
-  test::DebugCapture debug;
+  rx::rxtest::CapturedLines debug;
   EXPECT_EQ(builder.uiError(std::make_exception_ptr(
                 MoyaError::underlying(std::make_exception_ptr(std::runtime_error("io"))))),
             std::nullopt);
-  EXPECT_EQ(debug.lines(), std::vector<std::string>{""});
+  EXPECT_EQ(debug.lines, std::vector<std::string>{""});
 }
 
 // Elements before a failure pass; the failure becomes one Result error and
@@ -47,11 +48,7 @@ TEST(NetworkErrorsBuilder, MapsStatusCodesAndThrownErrors) {
 TEST(NetworkErrorsBuilder, CatchErrorEndsTheStreamWithOneError) {
   auto then = [](auto first, URLError::Code code) {
     using R = Result<decltype(first)>;
-    return rx::Observable<R>::create([=](const rx::Observer<R>& o) {
-      o.onNext(R(first));
-      o.onError(std::make_exception_ptr(MoyaError::underlying(URLError(code))));
-      return rx::Disposable();
-    });
+    return rx::error<R>(std::make_exception_ptr(MoyaError::underlying(URLError(code)))).startWith(R(first));
   };
   auto ints = test::await(catchError(then(3, URLError::Code::notConnectedToInternet)));
   EXPECT_TRUE(ints.completed);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "api/api_fixture.h"
+#include "rx/recorder.h"
 #include "model/record_json.h"
 #include "tavrel/api/conversation_service.h"
 #include "tavrel/api/event_prop_service.h"
@@ -72,18 +73,13 @@ const std::string kId = R"({"id":"s1"})";
 // placeholder in the body; searches send flags as 1 and any text, even "".
 TEST_F(Services, EveryRouteOnTheWire) {
   using C = ConversationService;
-  auto dialogs = [](std::string after) {
-    return [after](const C& s) { return succeeded(s.getDialogs(after)); };
-  };
   auto reply = [](const C& s) { return succeeded(s.reply("42", "a+b", "r-1", "reply")); };
   const std::string pages = "&id_as_string=1&paginate_direction=before&paginate_including=0";
   const std::string replied = "POST /api/v1/conversations/42/reply";
   const std::string rest = "&id_as_string=1&random_id=r-1&type=reply";
   checkRoutes<C>({
-      {Mode::sdk, dialogs("a b"), "[]",
+      {Mode::sdk, [](const C& s) { return succeeded(s.getDialogs("a b")); }, "[]",
        "GET /api/v1/users/9/conversations?after=a%2520b&auth_token=tok" + pages},
-      {Mode::app, dialogs(""), "[]",
-       "GET /api/v1/apps/7/conversations?after=&auth_token=appm-7-tok" + pages},
       {Mode::app, [](const C& s) { return succeeded(s.get("42")); }, testing::kDialog,
        "GET /api/v1/conversations/42?" + kApp},
       {Mode::app, [](const C& s) { return succeeded(s.start("Привет!")); }, kId,
@@ -126,8 +122,7 @@ TEST_F(Services, EveryRouteOnTheWire) {
 }
 
 // getDialogs and get share one request among all their subscribers, late
-// ones included; start asks once per subscription. markRead's data may be
-// null but not missing.
+// ones included; start asks once per subscription.
 TEST_F(Services, ConversationAnswers) {
   ConversationService service(appSettings(), &transport);
   server.setHandler([](const test::RecordedRequest& r) {
@@ -144,19 +139,12 @@ TEST_F(Services, ConversationAnswers) {
     EXPECT_TRUE(await(started).elements.at(0).succeed());
   }
   EXPECT_EQ(server.requests().size(), 4u);
-
-  server.setHandler({});
-  server.enqueue(Reply::json(200, envelope("null")));
-  server.enqueue(Reply::json(200, R"({"meta":{"status":200}})"));
-  EXPECT_EQ(await(service.markRead("1")).elements.at(0).success()->data, std::nullopt);
-  EXPECT_EQ(await(service.markRead("1")).elements.at(0).error()->text(),
-            "ошибка десериализации модели Response<Optional<JsonValue>>");
 }
 
 // A reply to an id that is no number still goes out, noted on the console.
 TEST_F(Services, ReplyToAMalformedDialogIdIsSentAndNoted) {
   ConversationService service(sdkSettings(), &transport);
-  test::DebugCapture capture;
+  rx::rxtest::CapturedLines capture;
   server.setHandler([](const auto&) { return Reply::json(200, envelope(kId)); });
   await(service.reply("42", "m", "1", "reply"));
   EXPECT_TRUE(await(service.reply("c-7", "m", "2", "reply")).elements.at(0).succeed());

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "api/api_fixture.h"
+#include "rx/recorder.h"
 #include "model/record_json.h"
 
 namespace tavrel {
@@ -32,11 +33,9 @@ TEST_F(UserServiceTest, SendsTheThreeRoutes) {
   EXPECT_EQ(id.size(), 32u);
   EXPECT_EQ(id.find_first_not_of("0123456789ABCDEF"), std::string::npos) << id;
   EXPECT_NE(other.sessionId(), id);
-  test::DebugCapture debug;
-  for (int i = 0; i < 2; ++i) {
-    server.enqueue(Reply::json(200, kConnect));
-    await(service.connect("K&1", "1.2"));
-  }
+  rx::rxtest::CapturedLines debug;
+  server.enqueue(Reply::json(200, kConnect));
+  await(service.connect("K&1", "1.2"));
   server.enqueue(Reply::json(200, "{}"));
   await(service.auth("user-42", Messenger{}, "s3cret"));
   server.enqueue(Reply::json(200, R"({"meta":{"status":200},"data":null})"));
@@ -51,7 +50,6 @@ TEST_F(UserServiceTest, SendsTheThreeRoutes) {
       "&include_auto_events=0&include_js_scripts=0&include_push_domain=0"
       "&os=iOS%20Linux%206.1&start_session=1&start_session_random_id=";
   const std::vector<std::string> expected{
-      "/api/v1/connect" + app + connect + id + "&token_type=usersdkios",
       "/api/v1/connect" + app + connect + id + "&token_type=usersdkios",
       "/api/v1/auth/userappauth" + app + "hash=" + hash + "&user_id=user-42",
       "/api/v1/users/9/setpresence" + app + "presence=online",
@@ -105,7 +103,7 @@ TEST_F(UserServiceTest, AuthReadsTheNestedUser) {
   Messenger given;
   given.name = "Given";
   UserService service(nullptr, &transport, kDevice);
-  test::DebugCapture debug;
+  rx::rxtest::CapturedLines debug;
   for (const auto& [body, expected] : cases) {
     server.enqueue(Reply::json(500, body));
     auto run = await(service.auth("user-42", given, "s3cret"));
@@ -126,7 +124,7 @@ TEST_F(UserServiceTest, AuthReadsTheNestedUser) {
 TEST_F(UserServiceTest, AuthFailureBelowHttpIsNoted) {
   test::MainBundle closed({{"apiUrl", test::TestHttpServer().url("/api/v1/")}});
   UserService service(nullptr, &transport, kDevice);
-  test::DebugCapture debug;
+  rx::rxtest::CapturedLines debug;
   auto auth = await(service.auth("u", Messenger{}, "k"));
   EXPECT_TRUE(auth.elements.empty());
   EXPECT_TRUE(auth.errorAs<MoyaError>());
