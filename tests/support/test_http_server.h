@@ -1,9 +1,9 @@
 #pragma once
 // A loopback HTTP/1.1 server for tests, plain or over TLS with the run-time
 // certificate of test_cert.h (a client reaches it by trusting certFile). It
-// listens on 127.0.0.1 with an ephemeral port, records every request it
-// reads, and answers each one from a queue of canned replies or from a
-// handler. Besides ordinary answers it can misbehave on purpose: never
+// listens on 127.0.0.1 with an ephemeral port, serves each connection on a
+// thread of its own, records every request it reads, and answers each one
+// from a queue of canned replies or from a handler. Besides ordinary answers it can misbehave on purpose: never
 // answer, drop the connection, stream a huge body, or close in the middle of
 // a body.
 
@@ -26,11 +26,10 @@ using HeaderList = std::vector<std::pair<std::string, std::string>>;
 struct RecordedRequest {
   std::string method;   // "GET", "POST", ...
   std::string target;   // path and query as sent, e.g. "/a/b?x=1"
-  std::string path;     // target up to "?"
-  std::string query;    // target after "?", without it; empty if none
-  HeaderList headers;   // in the order received
-  std::string body;
-  std::size_t connection = 0;  // 1 for the first connection accepted, and so on
+  std::string path{};    // target up to "?"
+  std::string query{};   // target after "?", without it; empty if none
+  HeaderList headers{};  // in the order received
+  std::string body{};
 
   // The first header of that name (case-insensitive), if any.
   std::optional<std::string> header(std::string_view name) const;
@@ -47,20 +46,26 @@ struct Reply {
   };
   Kind kind = Kind::normal;
   int status = 200;
-  HeaderList headers;
-  std::string body;
+  HeaderList headers{};
+  std::string body{};
   std::size_t hugeSize = 0;      // for hugeBody
   std::size_t missingBytes = 0;  // for truncatedBody
   // A normal reply goes out this long after the request, holding up no
   // other connection.
   std::chrono::milliseconds delay{0};
 
-  static Reply text(int status, std::string body);
-  static Reply json(int status, std::string body);
-  static Reply never();
-  static Reply close();
-  static Reply huge(std::size_t bytes);
-  static Reply truncated(std::string body, std::size_t missing);
+  static Reply text(int status, std::string body) {
+    return {.status = status, .headers = {{"Content-Type", "text/plain; charset=utf-8"}}, .body = std::move(body)};
+  }
+  static Reply json(int status, std::string body) {
+    return {.status = status, .headers = {{"Content-Type", "application/json"}}, .body = std::move(body)};
+  }
+  static Reply never() { return {.kind = Kind::neverAnswer}; }
+  static Reply close() { return {.kind = Kind::closeConnection}; }
+  static Reply huge(std::size_t bytes) { return {.kind = Kind::hugeBody, .hugeSize = bytes}; }
+  static Reply truncated(std::string body, std::size_t missing) {
+    return {.kind = Kind::truncatedBody, .body = std::move(body), .missingBytes = missing};
+  }
 };
 
 // A file served as a server with byte ranges would serve it: 206 with the
@@ -74,7 +79,7 @@ class TestHttpServer {
   using Handler = std::function<Reply(const RecordedRequest&)>;
   enum class Security { plain, tls };
 
-  // Starts listening and serving at once, on a thread of its own.
+  // Starts listening and serving at once.
   explicit TestHttpServer(Security security = Security::plain);
   // Stops and joins; connections still open are closed.
   ~TestHttpServer();
@@ -88,7 +93,7 @@ class TestHttpServer {
   // Queues a reply; queued replies are used first, in order.
   void enqueue(Reply reply);
   // Answers requests once the queue is empty; without one the server
-  // answers 200 with an empty body. It runs on the server's thread; an
+  // answers 200 with an empty body. It runs on the connection's thread; an
   // exception from it becomes a 500 answer.
   void setHandler(Handler handler);
 
