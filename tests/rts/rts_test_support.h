@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
+#include "rx/recorder.h"
 #include "support/test_ws_server.h"
 #include "tavrel/core/info_plist.h"
-#include "tavrel/core/log.h"
 #include "tavrel/device/manual_connectivity_backend.h"
 #include "tavrel/device/reachability_service.h"
 #include "tavrel/model/rts.h"
@@ -70,26 +70,14 @@ class Recorder final : public RtsServiceProtocol {
 };
 
 // The debug lines written while the object lives.
-class DebugLines {
- public:
-  DebugLines() {
-    setDebugSink([this](std::string_view line) {
-      std::lock_guard lock(mutex_);
-      lines_.emplace_back(line);
-    });
-  }
-  ~DebugLines() { setDebugSink({}); }
+struct DebugLines : rx::rxtest::CapturedLines {
   // How many lines hold `part` (the whole line unless `anywhere`).
-  std::size_t count(const std::string& part, bool anywhere = false) const {
-    std::lock_guard lock(mutex_);
-    return static_cast<std::size_t>(std::count_if(lines_.begin(), lines_.end(), [&](const std::string& l) {
+  std::size_t count(const std::string& part, bool anywhere = false) {
+    std::lock_guard lock(mutex);
+    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
       return anywhere ? l.find(part) != std::string::npos : l == part;
     }));
   }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
 };
 
 // A frame's text.

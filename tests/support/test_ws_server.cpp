@@ -50,7 +50,6 @@ struct TestWsServer::Impl : std::enable_shared_from_this<Impl> {
   std::vector<WsConnectionRecord> records;
   bool stopped = false;
   ConnectHandler connectHandler;
-  MessageHandler messageHandler;
   std::weak_ptr<WsConnection::Session> latest;
   std::size_t latestId = 0;
   // Server thread only: every session, kept until stop; silent sockets.
@@ -138,22 +137,13 @@ struct Session final : WsConnection::Session, std::enable_shared_from_this<Sessi
     if (ec == asio::error::operation_aborted) return;  // a close or a drop says the rest
     if (ec) {
       server.update(id, [&](auto& r) {
-        if (ec == websocket::error::closed) {
-          r.closeCode = static_cast<std::uint16_t>(ws.reason().code);
-          r.closeReason.assign(ws.reason().reason.data(), ws.reason().reason.size());
-        }
+        if (ec == websocket::error::closed) r.closeCode = static_cast<std::uint16_t>(ws.reason().code);
         r.ended = true;
       });
       return;
     }
-    std::string message = beast::buffers_to_string(buffer.data());
+    server.update(id, [&](auto& r) { r.received.push_back(beast::buffers_to_string(buffer.data())); });
     buffer.consume(buffer.size());
-    TestWsServer::MessageHandler onMessage;
-    server.update(id, [&](auto& r) {
-      r.received.push_back(message);
-      onMessage = server.messageHandler;
-    });
-    if (onMessage) onMessage(handle(), message);
     read();
   }
 
@@ -266,7 +256,6 @@ void TestWsServer::stop() {
   // Handlers may hold connection handles, which hold the server: let go.
   std::lock_guard lock(impl_->mutex);
   impl_->connectHandler = nullptr;
-  impl_->messageHandler = nullptr;
 }
 
 std::uint16_t TestWsServer::port() const { return impl_->port; }
@@ -279,11 +268,6 @@ std::string TestWsServer::url(std::string_view pathAndQuery) const {
 void TestWsServer::onConnect(ConnectHandler handler) {
   std::lock_guard lock(impl_->mutex);
   impl_->connectHandler = std::move(handler);
-}
-
-void TestWsServer::onMessage(MessageHandler handler) {
-  std::lock_guard lock(impl_->mutex);
-  impl_->messageHandler = std::move(handler);
 }
 
 std::optional<WsConnection> TestWsServer::current() const {

@@ -2,26 +2,15 @@
 // A loopback WebSocket server for tests (ws, or wss with the run-time test
 // certificate of test_cert.h). It listens on one address with an ephemeral
 // port, serves every connection on one thread of its own, and records what
-// each connection did. A test drives it from any thread:
-//
-//   TestWsServer server;                       // ws on 127.0.0.1
-//   server.onConnect([](const WsConnection& c, const WsConnectionRecord&) {
-//     c.send(WsFrame::text("hi"));
-//   });
-//   ... client connects to server.url("/chan?auth_token=x") ...
-//   server.waitForConnections(1);
-//   server.current()->close(1000, "bye");
+// each connection did. Every member may be called from any thread. Sends are
+// posted to the server's thread and go out in the order they were posted; a
+// batch costs one post whatever its size. The connect handler runs on the
+// server's thread, must not block, and may use the connection it gets.
 //
 // Misbehaviour on purpose (Options): `silentHandshake` accepts TCP and never
 // answers (neither TLS nor the upgrade); `ignoreClose` stops reading once
 // upgraded, so a close from the client is never answered.
 // `WsConnection::drop` cuts TCP without a close.
-//
-// Thread safety: every member may be called from any thread. Sends are posted
-// to the server's thread and go out in the order they were posted; a batch
-// (`send(std::vector<WsFrame>)`) costs one post whatever its size. Handlers
-// run on the server's thread, must not block, and may use the connection
-// handle they get.
 
 #include <chrono>
 #include <cstdint>
@@ -60,7 +49,6 @@ struct WsConnectionRecord {
   bool upgraded = false;     // the opening handshake completed
   std::vector<std::string> received;      // the client's messages, in order
   std::optional<std::uint16_t> closeCode;  // of the client's close frame
-  std::string closeReason;
   bool ended = false;        // the connection is gone, whichever side ended it
 };
 
@@ -96,7 +84,6 @@ class TestWsServer {
     bool ignoreClose = false;
   };
   using ConnectHandler = std::function<void(const WsConnection&, const WsConnectionRecord&)>;
-  using MessageHandler = std::function<void(const WsConnection&, const std::string&)>;
 
   TestWsServer();
   explicit TestWsServer(Options options);
@@ -111,8 +98,6 @@ class TestWsServer {
 
   // Called once a connection is upgraded, before anything is read from it.
   void onConnect(ConnectHandler handler);
-  // Called for every text or binary message a client sends.
-  void onMessage(MessageHandler handler);
 
   // The latest upgraded connection, if any.
   std::optional<WsConnection> current() const;
