@@ -8,7 +8,7 @@
 
 #include <condition_variable>
 #include <filesystem>
-#include <thread>
+#include <cstdint>
 
 #include "support/test_http_server.h"
 #include "tavrel/http/http_transport.h"
@@ -22,7 +22,7 @@ using test::Reply;
 // What one transfer reported.
 struct Outcome {
   std::mutex mutex;
-  std::condition_variable ended;
+  std::condition_variable changed;
   std::vector<double> fractions;
   std::optional<DownloadError> error;
   std::optional<Url> file;
@@ -32,6 +32,7 @@ struct Outcome {
     return [this](double f) {
       std::lock_guard lock(mutex);
       fractions.push_back(f);
+      changed.notify_all();
     };
   }
   SDDownloadManager::CompletionBlock completion() {
@@ -40,16 +41,13 @@ struct Outcome {
       error = e;
       file = f;
       done = true;
-      ended.notify_all();
+      changed.notify_all();
     };
   }
-  bool wait() {
+  // Waits until the transfer ends, or has reported progress `reports` times.
+  bool wait(std::size_t reports = SIZE_MAX) {
     std::unique_lock lock(mutex);
-    return ended.wait_for(lock, std::chrono::seconds(20), [&] { return done; });
-  }
-  std::size_t reports() {
-    std::lock_guard lock(mutex);
-    return fractions.size();
+    return changed.wait_for(lock, std::chrono::seconds(20), [&] { return done || fractions.size() >= reports; });
   }
 };
 
@@ -96,7 +94,7 @@ TEST_F(DownloadManagerTest, CancelKeepsAResumablePartialFileAndASecondCancelForg
   const std::string key = *manager.downloadFile(get("/big"), "d", "big", true, out.progress(), out.completion());
   EXPECT_FALSE(manager.downloadFile(get("/big"), "d", "big", true, nullptr, nullptr))
       << "a second start of a running key starts nothing";
-  for (int i = 0; i < 2000 && out.reports() < 2; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  ASSERT_TRUE(out.wait(2));
   manager.cancelDownload(key);
   ASSERT_TRUE(out.wait());
   ASSERT_TRUE(out.error);
