@@ -23,14 +23,19 @@ Request rq(std::string method, std::string target, std::string type = "", std::s
   return Request{std::move(method), std::move(target), std::move(type), std::move(body), std::move(secret)};
 }
 
-TEST(Router, RefusesBadRequestsWithTheirStatusAndKeepsWhatIsStored) {
-  service::Store store(":memory:");
+// A router over a memory store with one application and one of its visitors.
+class Router : public testing::Test {
+ protected:
+  service::Store store{":memory:"};
   service::FrameHub hub;
-  service::Router router(store, hub);
-  const auto app = store.createApp("Demo");
-  const auto visitor = store.createVisitor(app.id);
-  const auto other = store.createVisitor(app.id);
+  service::Router router{store, hub};
+  const service::AppRow app = store.createApp("Demo");
+  const service::UserRow visitor = store.createVisitor(app.id);
   const std::string token = store.issueToken(visitor.id);
+};
+
+TEST_F(Router, RefusesBadRequestsWithTheirStatusAndKeepsWhatIsStored) {
+  const auto other = store.createVisitor(app.id);
   const std::string otherToken = store.issueToken(other.id);
   const auto [conversation, first] = store.startConversation(visitor, "kept");
   const std::string c = "/api/v1/conversations/" + std::to_string(conversation.id);
@@ -63,7 +68,6 @@ TEST(Router, RefusesBadRequestsWithTheirStatusAndKeepsWhatIsStored) {
            {rq("GET", "/api/v1/knowledgebase/" + std::to_string(app.id) + "/articles/99" + t), 404},
            {rq("GET", "/api/v1/knowledgebase/2/categories" + t), 404},
            {rq("DELETE", c + t), 404},
-           {rq("GET", "/elsewhere"), 404},
            {rq("GET", "/operator/conversations"), 401},
            {rq("GET", "/operator/conversations", "", "", "wrong secret"), 401},
        }) {
@@ -80,13 +84,7 @@ TEST(Router, RefusesBadRequestsWithTheirStatusAndKeepsWhatIsStored) {
   EXPECT_EQ(hub.kept(app.id), 0u);  // no refusal pushed anything
 }
 
-TEST(Router, ASocketGetsOnlyItsOwnApplicationAndVisitor) {
-  service::Store store(":memory:");
-  service::FrameHub hub;
-  service::Router router(store, hub);
-  const auto app = store.createApp("Demo");
-  const auto visitor = store.createVisitor(app.id);
-  const std::string token = store.issueToken(visitor.id);
+TEST_F(Router, ASocketGetsOnlyItsOwnApplicationAndVisitor) {
   const std::string a = std::to_string(app.id), own = a + "." + std::to_string(visitor.id);
   struct Case {
     std::string target;
@@ -133,7 +131,6 @@ RawExchange exchange(std::uint16_t port, const std::string& bytes) {
 TEST(ServiceConnections, BigBodiesAndSlowClientsAreRefusedWithoutStoppingOthers) {
   ServerOptions options{.bot = false, .idleTimeout = std::chrono::seconds(1)};
   auto server = startServer(options);
-  ASSERT_NE(server, nullptr);
   const std::string big(1024 * 1024 + 1, 'a');
   auto refused = exchange(server->port(), "POST /api/v1/connect HTTP/1.1\r\nHost: x\r\nContent-Type: "
                                           "application/x-www-form-urlencoded\r\nContent-Length: " +
@@ -162,7 +159,6 @@ TEST(ServiceConnections, BigBodiesAndSlowClientsAreRefusedWithoutStoppingOthers)
 
 class OperatorTest : public ServiceTest {
  protected:
-  OperatorTest() : ServiceTest(quickBot()) {}
   int post(const std::string& path, const std::string& body = "") {
     HttpRequest request;
     request.method = Method::post;
@@ -177,54 +173,40 @@ class OperatorTest : public ServiceTest {
   }
 };
 
+// A person's reply, from the operator routes or from the library's app mode
+// with the application's secret, reaches the visitor live and silences the bot.
 TEST_F(OperatorTest, APersonsReplyReachesTheVisitorLiveAndSilencesTheBot) {
   auto settings = visitor();
-  ASSERT_NE(settings, nullptr);
-  RtsManager manager;
-  Listener heard;
-  listen(manager, settings, heard);
+  listen(settings);
   ConversationService conversations(settings, &transport);
-  const std::string id = succeeded(conversations.start("hello?"))->data.id;
+  const std::string id = succeeded(conversations.start("hello?")).data.id;
   ASSERT_TRUE(heard.waitFor("conversation_reply", 2));  // the bot answered once
+  auto reply = [&](std::size_t i) {
+    return decodeJson<Message>(*heard.on("conversation_reply")[i].getString("message")).value();
+  };
 
   EXPECT_EQ(post(id + "/reply", "body=I%20am%20here"), 200);
   ASSERT_TRUE(heard.waitFor("conversation_reply", 3));
-  auto person = decodeJson<Message>(*heard.on("conversation_reply")[2].getString("message"));
-  ASSERT_TRUE(person);
-  EXPECT_EQ(person->body, "I am here");
+  EXPECT_EQ(reply(2).body, "I am here");
   EXPECT_EQ(heard.on("conversation_assigned").size(), 1u);
 
-  ASSERT_TRUE(succeeded(conversations.reply(id, "thanks", "5", "comment")));
-  EXPECT_EQ(post(id + "/close"), 200);
-  ASSERT_TRUE(heard.waitFor("conversation", 2));  // started, closed
-  auto all = succeeded(MessageService(settings, &transport).getMessages(id));
-  ASSERT_TRUE(all);
-  EXPECT_EQ(all->data.size(), 4u);  // no bot answer after the person took over
-  EXPECT_EQ(post("999/reply", "body=x"), 404);
-}
-
-TEST_F(OperatorTest, TheLibrarysAppModeActsForTheWholeApplicationWithItsSecret) {
-  auto settings = visitor();
-  ASSERT_NE(settings, nullptr);
-  RtsManager manager;
-  Listener heard;
-  listen(manager, settings, heard);
-  const std::string id = succeeded(ConversationService(settings, &transport).start("anyone?"))->data.id;
   const auto demo = server->demoApp();
   auto app = std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::app, demo.identitySecret,
                                                demo.appId, "0");
   ConversationService operators(app, &transport);
-  auto all = succeeded(operators.getDialogs(""));
-  ASSERT_TRUE(all && all->data.size() == 1);
-  EXPECT_EQ(all->data[0].id, id);
-  ASSERT_TRUE(succeeded(operators.reply(id, "from the panel", "1", "comment")));
-  ASSERT_TRUE(heard.waitFor("conversation_reply", 3));  // the visitor's, the bot's, the panel's
-  bool fromPanel = false;
-  for (auto& f : heard.on("conversation_reply")) {
-    auto m = decodeJson<Message>(*f.getString("message"));
-    fromPanel |= m && m->body == "from the panel" && m->direction == "a2u";
-  }
-  EXPECT_TRUE(fromPanel);
+  auto all = succeeded(operators.getDialogs("")).data;
+  ASSERT_EQ(all.size(), 1u);
+  EXPECT_EQ(all[0].id, id);
+  succeeded(operators.reply(id, "from the panel", "1", "comment"));
+  ASSERT_TRUE(heard.waitFor("conversation_reply", 4));
+  EXPECT_EQ(reply(3).body, "from the panel");
+  EXPECT_EQ(reply(3).direction, "a2u");
+
+  succeeded(conversations.reply(id, "thanks", "5", "comment"));
+  EXPECT_EQ(post(id + "/close"), 200);
+  ASSERT_TRUE(heard.waitFor("conversation", 2));  // started, closed
+  EXPECT_EQ(succeeded(MessageService(settings, &transport).getMessages(id)).data.size(), 5u);  // no bot answer after the person took over
+  EXPECT_EQ(post("999/reply", "body=x"), 404);
   app->token = "not the secret";
   EXPECT_NE(refused(operators.getDialogs("x")).find("401"), std::string::npos);
 }

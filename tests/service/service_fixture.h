@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -23,37 +24,22 @@ namespace tavrel::test {
 using service::Server;
 using service::ServerOptions;
 
+// A server on a free port; one that does not start ends the test.
 inline std::unique_ptr<Server> startServer(ServerOptions options, service::AppCredentials* created = nullptr) {
   options.listen = "127.0.0.1:0";
   auto started = Server::start(options, created);
-  if (auto* error = std::get_if<service::StartError>(&started)) {
-    ADD_FAILURE() << error->message;
-    return nullptr;
-  }
+  if (auto* error = std::get_if<service::StartError>(&started)) throw std::runtime_error(error->message);
   return std::move(std::get<std::unique_ptr<Server>>(started));
 }
 
-inline ServerOptions quickBot() {
-  ServerOptions options;
-  options.botTypingDelay = std::chrono::milliseconds(1);
-  return options;
-}
-
-// The one element of a stream of Result when it is a success; the failure
-// recorded otherwise.
+// The one element of a stream of Result, which must be a success: anything
+// else ends the test with its error.
 template <class T>
-std::optional<T> succeeded(const rx::Observable<Result<T>>& stream) {
+T succeeded(const rx::Observable<Result<T>>& stream) {
   auto run = await(stream);
-  EXPECT_TRUE(run.completed) << "the request failed or timed out";
-  if (run.elements.size() != 1) {
-    ADD_FAILURE() << "no element";
-    return std::nullopt;
-  }
-  if (!run.elements[0].succeed()) {
-    ADD_FAILURE() << run.elements[0].error()->localizedDescription();
-    return std::nullopt;
-  }
-  return run.elements[0].success();
+  if (!run.completed || run.elements.size() != 1) throw std::runtime_error("the request failed or timed out");
+  if (!run.elements[0].succeed()) throw std::runtime_error(run.elements[0].error()->localizedDescription());
+  return *run.elements[0].success();
 }
 
 // The error text of the one element of a stream of Result, which must be an error.
@@ -93,33 +79,25 @@ class Listener {
 
 class ServiceTest : public testing::Test {
  protected:
-  explicit ServiceTest(ServerOptions options = quickBot())
+  explicit ServiceTest(ServerOptions options = {.botTypingDelay = std::chrono::milliseconds(1)})
       : server(startServer(options)), main_({{"apiUrl", server->apiUrl()}}), lib_(server->wssUrl()) {}
 
   // A new visitor of the demo app, in sdk mode.
   std::shared_ptr<NetworkSettings> visitor() {
-    UserService users(nullptr, &transport);
-    auto session = succeeded(users.connect(server->demoApp().apiKey, "1.0"));
-    if (!session) return nullptr;
-    return std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::sdk,
-                                             session->first.token.value_or(""), session->first.appId,
-                                             session->first.id);
+    auto [user, messenger] = succeeded(UserService(nullptr, &transport).connect(server->demoApp().apiKey, "1.0"));
+    return std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::sdk, user.token.value_or(""),
+                                             user.appId, user.id);
   }
 
-  // Starts the visitor's socket and waits until it is open.
-  std::shared_ptr<TavrelSocket> listen(RtsManager& manager, const std::shared_ptr<NetworkSettings>& settings,
-                                       Listener& listener) {
+  // Starts the visitor's socket, heard by `heard`, and waits until it is open.
+  void listen(const std::shared_ptr<NetworkSettings>& settings) {
     auto socket = manager.startRts(settings,
                                    {Channel::conversation, Channel::conversationReply, Channel::conversationTyping,
                                     Channel::conversationRead, Channel::conversationAssigned},
-                                   listener.recorder);
-    EXPECT_NE(socket, nullptr);
-    if (socket) waitOpen(*socket);
-    return socket;
-  }
-  static void waitOpen(TavrelSocket& socket) {
+                                   heard.recorder);
+    ASSERT_NE(socket, nullptr);
     auto open = std::make_shared<std::atomic<bool>>(false);
-    auto watch = socket.connected().subscribe([open](bool up) { *open = up; });
+    auto watch = socket->connected().subscribe([open](bool up) { *open = up; });
     EXPECT_TRUE(drainUntil([&] { return open->load(); }));
     watch.dispose();
   }
@@ -133,6 +111,8 @@ class ServiceTest : public testing::Test {
 
  protected:
   HttpTransport transport;  // ends before the server
+  RtsManager manager;       // and its sockets before the transport
+  Listener heard;
 };
 
 }  // namespace tavrel::test

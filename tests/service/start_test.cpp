@@ -1,9 +1,11 @@
-// Starting: refusals say why, a new database gets its demo app once, and
-// applications added offline work when the server runs.
+// Starting: refusals say why, a new database gets its demo app once and keeps
+// what it stored, and applications added offline work when the server runs.
 
 #include <gtest/gtest.h>
 
 #include "service/service_fixture.h"
+#include "tavrel/api/conversation_service.h"
+#include "tavrel/api/message_service.h"
 #include "tavrel/service/apps.h"
 
 namespace tavrel::test {
@@ -17,7 +19,6 @@ std::string refusal(const ServerOptions& options) {
 
 TEST(ServiceStart, RefusalsSayWhy) {
   auto running = startServer({});
-  ASSERT_NE(running, nullptr);
   const std::string taken = "127.0.0.1:" + std::to_string(running->port());
   struct Case {
     ServerOptions options;
@@ -33,37 +34,52 @@ TEST(ServiceStart, RefusalsSayWhy) {
   }
 }
 
-TEST(ServiceStart, TheDemoAppComesOnceAndAddedAppsConnect) {
+// A file database keeps every conversation and session across a restart, and
+// applications added while no server runs connect when one does.
+TEST(ServiceStart, AFileDatabaseKeepsItsAppsConversationsAndSessions) {
   const auto dir = std::filesystem::temp_directory_path() / ("tavrel_start_" + std::to_string(::getpid()));
   std::filesystem::create_directories(dir);
-  const std::string db = (dir / "service.db").string();
+  const ServerOptions options{.db = (dir / "service.db").string(), .bot = false};
   service::AppCredentials created;
+  std::shared_ptr<NetworkSettings> settings;
+  std::string id;
   {
-    auto first = startServer({.db = db}, &created);
-    ASSERT_NE(first, nullptr);
+    auto first = startServer(options, &created);
     EXPECT_EQ(created.apiKey, first->demoApp().apiKey);
     EXPECT_GE(created.apiKey.size(), 32u);  // 128 bits and more, in hex
     EXPECT_GE(created.identitySecret.size(), 32u);
+    MainBundle bundle({{"apiUrl", first->apiUrl()}});
+    HttpTransport transport;
+    auto user = succeeded(UserService(nullptr, &transport).connect(created.apiKey, "1.0")).first;
+    settings = std::make_shared<NetworkSettings>(NetworkSettings::ConnectionType::sdk, *user.token, user.appId,
+                                                 user.id);
+    ConversationService conversations(settings, &transport);
+    id = succeeded(conversations.start("before the restart")).data.id;
+    succeeded(conversations.reply(id, "second", "2", "comment"));
   }
-  auto added = service::addApp(db, "Shop");
+  auto added = service::addApp(options.db, "Shop");
   ASSERT_TRUE(std::holds_alternative<service::AppCredentials>(added));
   const auto shop = std::get<service::AppCredentials>(added);
   EXPECT_NE(shop.apiKey, created.apiKey);
 
   service::AppCredentials again;
-  auto server = startServer({.db = db}, &again);
-  ASSERT_NE(server, nullptr);
+  auto server = startServer(options, &again);
   EXPECT_TRUE(again.apiKey.empty());  // not new: no demo app made
-  auto apps = std::get<std::vector<service::AppCredentials>>(service::listApps(db));
+  auto apps = std::get<std::vector<service::AppCredentials>>(service::listApps(options.db));
   ASSERT_EQ(apps.size(), 2u);
   EXPECT_EQ(apps[0].apiKey, created.apiKey);
 
   MainBundle bundle({{"apiUrl", server->apiUrl()}});
   HttpTransport transport;
-  auto session = succeeded(UserService(nullptr, &transport).connect(shop.apiKey, "1.0"));
-  ASSERT_TRUE(session);
-  EXPECT_EQ(session->first.appId, shop.appId);
-  EXPECT_EQ(session->second.name, "Shop");
+  auto [user, messenger] = succeeded(UserService(nullptr, &transport).connect(shop.apiKey, "1.0"));
+  EXPECT_EQ(user.appId, shop.appId);
+  EXPECT_EQ(messenger.name, "Shop");
+  auto dialogs = succeeded(ConversationService(settings, &transport).getDialogs("")).data;
+  ASSERT_EQ(dialogs.size(), 1u);
+  EXPECT_EQ(dialogs[0].id, id);
+  auto parts = succeeded(MessageService(settings, &transport).getMessages(id)).data;
+  ASSERT_EQ(parts.size(), 2u);
+  EXPECT_EQ(parts[0].body, "before the restart");
   std::filesystem::remove_all(dir);
 }
 
