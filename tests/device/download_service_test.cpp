@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
@@ -67,10 +68,16 @@ struct Program {
   SDDownloadManager manager;
   DownloadService service;
 
-  DownloadService::State fetch(const std::string& url) {
+  // Downloads `url` to its end state, gathering the percents on the way.
+  DownloadService::State fetch(const std::string& url, std::vector<int>* percents = nullptr) {
     StateLog log(service.getFileState(url));
     service.startDownload(url);
-    return log.waitEnd();
+    const auto end = log.waitEnd();
+    std::lock_guard lock(log.mutex);
+    for (const auto& s : log.states) {
+      if (percents && s.kind == Case::progress) percents->push_back(s.percent);
+    }
+    return end;
   }
 };
 
@@ -93,39 +100,25 @@ TEST_F(DownloadServiceTest, NumberedNamesRisingProgressAndTruncatedPercent) {
   server.setHandler([&](const test::RecordedRequest& r) { return test::rangeReply(r, body, ""); });
   Program run(root);
   for (const char* expected : {"report.pdf", "report_1.pdf", "report_2.pdf"}) {
-    StateLog log(run.service.getFileState(server.url("/files/report.pdf")));
-    run.service.startDownload(server.url("/files/report.pdf"));
-    const auto end = log.waitEnd();
+    std::vector<int> percents;
+    const auto end = run.fetch(server.url("/files/report.pdf"), &percents);
     ASSERT_EQ(end.kind, Case::done) << toString(end);
     EXPECT_EQ(filePath(*end.file), folder / expected);
     EXPECT_TRUE(contents(folder / expected) == body);
-    int last = -1;
-    for (const auto& s : log.states) {
-      if (s.kind != Case::progress) continue;
-      EXPECT_GE(s.percent, last);
-      last = s.percent;
-    }
-    EXPECT_EQ(last, 100);
+    EXPECT_TRUE(std::is_sorted(percents.begin(), percents.end()));
+    EXPECT_EQ(percents.empty() ? -1 : percents.back(), 100);
   }
   // No extension: every "." leaves the base name and the numbered one ends in ".".
-  for (const char* expected : {".profile", "profile_1."}) {
-    EXPECT_EQ(filePath(*run.fetch(server.url("/.profile")).file), folder / expected);
-  }
-  for (const char* expected : {"README", "README_1."}) {
-    EXPECT_EQ(filePath(*run.fetch(server.url("/README")).file), folder / expected);
+  for (auto [path, expected] : {std::pair{"/.profile", ".profile"}, {"/.profile", "profile_1."},
+                                 {"/README", "README"}, {"/README", "README_1."}}) {
+    EXPECT_EQ(filePath(*run.fetch(server.url(path)).file), folder / expected);
   }
 
   // 999 of 1000 bytes, then the connection drops: 0.999 shows as 99.
   server.setHandler([](const test::RecordedRequest&) { return Reply::truncated(std::string(999, 'a'), 1); });
-  StateLog log(run.service.getFileState(server.url("/almost.bin")));
-  run.service.startDownload(server.url("/almost.bin"));
-  EXPECT_EQ(log.waitEnd().kind, Case::error);
   std::vector<int> percents;
-  for (const auto& s : log.states) {
-    if (s.kind == Case::progress) percents.push_back(s.percent);
-  }
-  ASSERT_FALSE(percents.empty());
-  EXPECT_EQ(percents.back(), 99);
+  EXPECT_EQ(run.fetch(server.url("/almost.bin"), &percents).kind, Case::error);
+  EXPECT_EQ(percents.empty() ? -1 : percents.back(), 99);
 }
 
 TEST_F(DownloadServiceTest, FailuresGiveTheErrorStateWithTheirText) {
