@@ -3,10 +3,8 @@
 // the test's own.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +15,7 @@
 
 #include "api/api_fixture.h"
 #include "app/run_cli.h"
+#include "model/record_json.h"
 #include "support/test_http_server.h"
 #include "tavrel/api/user_service.h"
 #include "tavrel/core/info_plist.h"
@@ -31,44 +30,18 @@ using test::Reply;
 
 const std::string kMeta =
     R"({"status":200,"error":null,"error_message":null,"next_after":null,"next_before_position":null})";
-const std::string kSettings =
-    R"({"messenger_collapsed_color":"#f00","messenger_avatar":"a.png",)"
-    R"("messenger_welcome_message":"Hi","messenger_show_powered_by":true,)"
-    R"("messenger_icon_vk_show":true,"messenger_icon_viber_show":false,)"
-    R"("messenger_icon_facebook_show":true,"messenger_icon_telegram_show":false,)"
-    R"("messenger_icon_vk_text":"vk","messenger_icon_viber_text":"viber",)"
-    R"("messenger_icon_facebook_text":"fb","messenger_icon_telegram_text":"tg"})";
-// A connect answer for the user u1 of the application app7 with the token t1.
-const std::string kConnectData =
-    R"({"auth_token":"t1","user":{"id":"u1","has_conversations":false,"is_banned":false,)"
-    R"("conversations_unread":[]},"app":{"id":"app7","name":"Shop","settings":)" +
-    kSettings + "}}";
 
 class ApiCli : public ::testing::Test {
  protected:
   ApiCli() {
-    static std::atomic<int> counter{0};
-    root_ = fs::temp_directory_path() /
-            ("tavrel_cli_" + std::to_string(::getpid()) + "_" + std::to_string(counter++));
-    state = root_ / "state";
     pointAt(server.url("/api/v1/"));
     ::unsetenv("TAVREL_TOKEN");  // the caller's own token is no part of these runs
-  }
-  ~ApiCli() override {
-    ::unsetenv("TAVREL_MAIN_BUNDLE");
-    std::error_code ignored;
-    fs::remove_all(root_, ignored);
   }
 
   // A new main bundle whose "apiUrl" is url; none without one.
   void pointAt(const std::string& url) {
-    const fs::path dir = root_ / ("bundle" + std::to_string(bundles_++));
-    fs::create_directories(dir);
     const std::string entry = url.empty() ? "" : "<key>apiUrl</key><string>" + url + "</string>";
-    std::ofstream(dir / "Info.plist")
-        << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" << entry
-        << "</dict></plist>\n";
-    ::setenv("TAVREL_MAIN_BUNDLE", dir.c_str(), 1);
+    folder_.bundle("TAVREL_MAIN_BUNDLE", "bundle" + std::to_string(bundles_++), entry);
   }
 
   // Runs `tavrel args...` with `--state <state>` after the command's words.
@@ -96,19 +69,19 @@ class ApiCli : public ::testing::Test {
     return all.empty() ? test::RecordedRequest{} : all.back();
   }
 
+  TestFolder folder_;
   test::TestHttpServer server;
-  fs::path state;
+  fs::path state = folder_.path / "state";
 
  private:
-  fs::path root_;
   int bundles_ = 0;
 };
 
 TEST_F(ApiCli, ConnectAndAuthSaveTheSessionThatLaterCallsUse) {
-  server.enqueue(Reply::json(200, R"({"meta":{"status":200},"data":)" + kConnectData + "}"));
+  server.enqueue(Reply::json(200, testing::kConnect));
   auto connect = run({"connect", "--key", "k 1", "--app-version", "2.0"});
   ASSERT_EQ(connect.status, 0) << connect.err;
-  EXPECT_EQ(connect.out.rfind(R"({"user":{"data":{"auth_token":"t1","user":{"id":"u1",)", 0), 0u)
+  EXPECT_EQ(connect.out.rfind(R"({"user":{"data":{"auth_token":"tok","user":{"id":"u1",)", 0), 0u)
       << connect.out;
   EXPECT_NE(connect.out.find(R"(}}},"messenger":{"data":{)"), std::string::npos) << connect.out;
   auto form = decodeForm(lastRequest().body);
@@ -119,8 +92,7 @@ TEST_F(ApiCli, ConnectAndAuthSaveTheSessionThatLaterCallsUse) {
   ASSERT_EQ(::stat(state.c_str(), &directory), 0);
   EXPECT_EQ(file.st_mode & 0777, 0600u);
   EXPECT_EQ(directory.st_mode & 0777, 0700u);
-  EXPECT_EQ(savedSession().rfind(R"({"token":"t1","app_id":"app7","user_id":"u1","messenger":)", 0),
-            0u);
+  EXPECT_EQ(savedSession().rfind(R"({"token":"tok","app_id":"app7","user_id":"u1","messenger":)", 0), 0u);
 
   // The saved session in both modes, with TAVREL_TOKEN, --token-file (its
   // first line) and the options over it.
@@ -300,7 +272,7 @@ TEST_F(ApiCli, WithoutCredentialsAndVerboseLog) {
   EXPECT_EQ(decodeForm(lastRequest().query)["auth_token"], "sekret");
 
   // Without --state: $XDG_STATE_HOME/tavrel.
-  server.enqueue(Reply::json(200, R"({"meta":{"status":200},"data":)" + kConnectData + "}"));
+  server.enqueue(Reply::json(200, testing::kConnect));
   ::setenv("XDG_STATE_HOME", state.c_str(), 1);
   const auto connect = runCli({"connect", "--key", "k"});
   EXPECT_EQ(connect.status, 0) << connect.err;

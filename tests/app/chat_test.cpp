@@ -3,15 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "chat_events.h"
 #include "child_process.h"
+#include "run_cli.h"
 #include "tavrel/service/server.h"
 
 namespace tavrel::cli {
@@ -40,9 +39,8 @@ Output finish(Child& child) {
 }
 
 // Reads lines until one starts with `prefix`; false if none came.
-bool waitFor(Child& child, const std::string& prefix, std::vector<std::string>* seen = nullptr) {
+bool waitFor(Child& child, const std::string& prefix) {
   while (auto line = child.line()) {
-    if (seen) seen->push_back(*line);
     if (line->starts_with(prefix)) return true;
   }
   return false;
@@ -51,17 +49,8 @@ bool waitFor(Child& child, const std::string& prefix, std::vector<std::string>* 
 class Chat : public ::testing::Test {
  protected:
   Chat() {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    root_ = fs::temp_directory_path() /
-            ("tavrel_chat_" + std::to_string(::getpid()) + "_" + test->name());
-    fs::create_directories(root_ / "state");
-    ::setenv("XDG_STATE_HOME", (root_ / "state").c_str(), 1);
-  }
-  ~Chat() override {
-    for (auto name : {"TAVREL_MAIN_BUNDLE", "TAVREL_LIB_BUNDLE", "XDG_STATE_HOME"}) {
-      ::unsetenv(name);
-    }
-    fs::remove_all(root_);
+    fs::create_directories(folder_.path / "state");
+    folder_.env("XDG_STATE_HOME", folder_.path / "state");
   }
   // A service in this process, and bundles that point the child at it.
   void serve(std::chrono::milliseconds botDelay) {
@@ -71,26 +60,15 @@ class Chat : public ::testing::Test {
     auto started = service::Server::start(options);
     ASSERT_EQ(started.index(), 0u) << std::get<1>(started).message;
     server_ = std::move(std::get<0>(started));
-    plist("main", "<key>apiUrl</key><string>" + server_->apiUrl() + "</string>");
-    plist("lib", "<key>wssUrl</key><string>" + server_->wssUrl() + "</string>");
-    ::setenv("TAVREL_MAIN_BUNDLE", (root_ / "main").c_str(), 1);
-    ::setenv("TAVREL_LIB_BUNDLE", (root_ / "lib").c_str(), 1);
-  }
-  void plist(const std::string& name, const std::string& entries) {
-    fs::create_directories(root_ / name);
-    std::ofstream(root_ / name / "Info.plist")
-        << "<plist version=\"1.0\"><dict>" << entries << "</dict></plist>\n";
+    folder_.bundle("TAVREL_MAIN_BUNDLE", "main", "<key>apiUrl</key><string>" + server_->apiUrl() + "</string>");
+    folder_.bundle("TAVREL_LIB_BUNDLE", "lib", "<key>wssUrl</key><string>" + server_->wssUrl() + "</string>");
   }
   Child chat(std::vector<std::string> args) {
     args.insert(args.begin(), "chat");
-    return Child(args, root_ / "err");
-  }
-  std::string err() const {
-    std::ifstream in(root_ / "err");
-    return {std::istreambuf_iterator<char>(in), {}};
+    return Child(args, folder_.path / "err");
   }
 
-  fs::path root_;
+  TestFolder folder_;
   std::unique_ptr<service::Server> server_;
 };
 
@@ -100,44 +78,33 @@ TEST_F(Chat, WithNothingConfiguredTalksToItsOwnServiceAndWaitsForTheAnswers) {
   child.write("hello :smile:\nhow do I change my password?\n");
   child.closeInput();
   const Output run = finish(child);
-  EXPECT_EQ(run.status, 0) << err();
+  EXPECT_EQ(run.status, 0) << child.err();
   EXPECT_EQ(run.count("you: hello \xF0\x9F\x98\x84"), 1u);  // U+1F604
   EXPECT_EQ(run.count("you: how do I change my password?"), 1u);
   // The bot types for a while before each answer; the end of input waited.
   EXPECT_EQ(run.countStarting("Support bot: "), 2u) << ::testing::PrintToString(run.lines);
-  EXPECT_TRUE(fs::is_empty(root_ / "state"));  // nothing of it saved
+  EXPECT_TRUE(fs::is_empty(folder_.path / "state"));  // nothing of it saved
 }
 
-TEST_F(Chat, NoAnswerIsLostOrRepeatedAcrossALostConnection) {
-  serve(std::chrono::milliseconds(0));
-  Child child = chat({"--key", server_->demoApp().apiKey, "--network", "manual"});
-  child.write("first\n");
-  ASSERT_TRUE(waitFor(child, "Support bot: ")) << err();
-  // Offline: the socket closes, the answer to the second comes meanwhile.
-  child.write("/offline\nsecond\n");
-  ASSERT_TRUE(waitFor(child, "you: second")) << err();
-  child.write("/online\n");
-  ASSERT_TRUE(waitFor(child, "Support bot: ")) << err();
-  child.write("third\n");
-  child.closeInput();
-  const Output run = finish(child);
-  EXPECT_EQ(run.status, 0) << err();
-  EXPECT_EQ(run.countStarting("Support bot: "), 1u) << ::testing::PrintToString(run.lines);
-  EXPECT_EQ(run.count("you: third"), 1u);
-}
-
-TEST_F(Chat, AnAnswerThatCameWhileStoppedAppearsOnceAfterContinuing) {
+TEST_F(Chat, NoAnswerIsLostOrRepeatedAcrossALostConnectionOrAStop) {
   serve(std::chrono::milliseconds(300));
   Child child = chat({"--key", server_->demoApp().apiKey, "--network", "manual"});
-  child.write("hello\n");
-  ASSERT_TRUE(waitFor(child, "you: hello")) << err();
-  // Stopped before the bot has answered: the socket closes first.
+  child.write("first\n");
+  ASSERT_TRUE(waitFor(child, "Support bot: ")) << child.err();
+  // Offline: the socket closes, the answer to the second comes meanwhile.
+  child.write("/offline\nsecond\n");
+  ASSERT_TRUE(waitFor(child, "you: second")) << child.err();
+  child.write("/online\n");
+  ASSERT_TRUE(waitFor(child, "Support bot: ")) << child.err();
+  // Stopped before the bot has answered the third: the socket closes first.
+  child.write("third\n");
+  ASSERT_TRUE(waitFor(child, "you: third")) << child.err();
   child.signal(SIGTSTP);
   ASSERT_EQ(child.status(WUNTRACED), Child::kStopped);
   child.signal(SIGCONT);
   child.closeInput();
   const Output run = finish(child);
-  EXPECT_EQ(run.status, 0) << err();
+  EXPECT_EQ(run.status, 0) << child.err();
   EXPECT_EQ(run.countStarting("Support bot: "), 1u) << ::testing::PrintToString(run.lines);
 }
 
@@ -148,21 +115,21 @@ TEST_F(Chat, OpensAConversationAndPagesBackToItsFirstMessage) {
     Child child = chat({"--key", key, "--new"});
     for (int i = 1; i <= 25; ++i) child.write("m" + std::to_string(i) + "\n");
     child.closeInput();
-    ASSERT_EQ(finish(child).status, 0) << err();
+    ASSERT_EQ(finish(child).status, 0) << child.err();
   }
   // The saved session, the conversation the first run started.
   Child child = chat({"--conversation", "1"});
   child.write("/more\n/more\n/more\n");
   child.closeInput();
   const Output run = finish(child);
-  EXPECT_EQ(run.status, 0) << err();
+  EXPECT_EQ(run.status, 0) << child.err();
   EXPECT_EQ(run.countStarting("Support bot: "), 25u);
   // The newest page, then each earlier one: every message once, and then
   // nothing more to page back to.
   for (int i = 1; i <= 25; ++i) {
     EXPECT_EQ(run.count("you: m" + std::to_string(i)), 1u) << ::testing::PrintToString(run.lines);
   }
-  EXPECT_NE(err().find("no earlier messages"), std::string::npos) << err();
+  EXPECT_NE(child.err().find("no earlier messages"), std::string::npos) << child.err();
 }
 
 TEST_F(Chat, RefusesAWrongCommandLineBeforeConnecting) {
@@ -181,8 +148,8 @@ TEST_F(Chat, RefusesAWrongCommandLineBeforeConnecting) {
   for (const auto& row : rows) {
     Child child = chat(row.args);
     child.closeInput();
-    EXPECT_EQ(finish(child).status, row.status) << err();
-    EXPECT_NE(err().find(row.says), std::string::npos) << err();
+    EXPECT_EQ(finish(child).status, row.status) << child.err();
+    EXPECT_NE(child.err().find(row.says), std::string::npos) << child.err();
   }
 }
 

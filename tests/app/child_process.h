@@ -72,6 +72,15 @@ class Child {
     }
     return -1;
   }
+  // Waits within the bound until standard error holds `text`.
+  bool errHas(const std::string& text) {
+    const auto end = std::chrono::steady_clock::now() + kBound;
+    while (err().find(text) == std::string::npos) {
+      if (std::chrono::steady_clock::now() > end) return false;
+      read(20);
+    }
+    return true;
+  }
   std::string err() const {
     std::ifstream in(errFile_);
     return {std::istreambuf_iterator<char>(in), {}};

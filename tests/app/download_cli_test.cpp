@@ -2,18 +2,12 @@
 // reasons on standard error, the state query, and Ctrl-C then a rerun that
 // goes on from the partial file.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
+#include "child_process.h"
 #include "run_cli.h"
 #include "support/test_http_server.h"
 
@@ -36,21 +30,15 @@ class DownloadCliTest : public ::testing::Test {
     root = fs::temp_directory_path() / ("tavrel_dlcli_" + std::to_string(::getpid()));
     fs::remove_all(root);
     fs::create_directories(root);  // the children write their output here
-    for (const char* name : {"XDG_CACHE_HOME", "XDG_STATE_HOME"}) {
-      const char* old = std::getenv(name);
-      saved.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-    }
     ::setenv("XDG_CACHE_HOME", (root / "cache").c_str(), 1);
     ::setenv("XDG_STATE_HOME", (root / "state").c_str(), 1);
   }
   static void TearDownTestSuite() {
-    for (const auto& [name, value] : saved) {
-      value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
-    }
+    ::unsetenv("XDG_CACHE_HOME");
+    ::unsetenv("XDG_STATE_HOME");
     fs::remove_all(root);
   }
   static inline fs::path root;
-  static inline std::vector<std::pair<std::string, std::optional<std::string>>> saved;
   test::TestHttpServer server;
 };
 
@@ -80,29 +68,6 @@ TEST_F(DownloadCliTest, PrintsPathsAndSaysWhyTheOthersFailed) {
   EXPECT_EQ(runCli({"download", "--resume", ok}).status, 64);
 }
 
-// The executable with its standard output and error in a file; its exit status.
-struct Child {
-  explicit Child(std::vector<std::string> args, const fs::path& err) {
-    args.insert(args.begin(), TAVREL_CLI_EXE);
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    if ((pid = ::fork()) == 0) {
-      const int fd = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-      ::dup2(fd, 2), ::dup2(fd, 1);
-      ::execv(argv[0], argv.data()), ::_exit(127);
-    }
-  }
-  int status() {  // within a bound that only a failure reaches
-    for (int i = 0, raw = 0; i < 2000; ++i, std::this_thread::sleep_for(std::chrono::milliseconds(10))) {
-      if (::waitpid(pid, &raw, WNOHANG) == pid) return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    }
-    ::kill(pid, SIGKILL);
-    return -1;
-  }
-  pid_t pid;
-};
-
 TEST_F(DownloadCliTest, CtrlCKeepsThePartialFileAndTheSameCommandGoesOn) {
   constexpr std::size_t kTail = 10;
   server.setHandler([&](const test::RecordedRequest& r) {
@@ -121,21 +86,18 @@ TEST_F(DownloadCliTest, CtrlCKeepsThePartialFileAndTheSameCommandGoesOn) {
     return rest;
   });
   const std::string url = server.url("/big.bin");
-  const fs::path err = root / "err";
-  Child first({"download", url}, err);
-  for (int i = 0; i < 2000 && slurp(err).find('%') == std::string::npos; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  ::kill(first.pid, SIGINT);
+  Child first({"download", url}, root / "err");
+  ASSERT_TRUE(first.errHas("%"));
+  first.signal(SIGINT);
   EXPECT_EQ(first.status(), 130);
-  EXPECT_NE(slurp(err).find(url + ": stopped; what came is kept"), std::string::npos) << slurp(err);
+  EXPECT_NE(first.err().find(url + ": stopped; what came is kept"), std::string::npos) << first.err();
   EXPECT_FALSE(fs::exists(root / "cache" / "tavrel" / "big.bin"));
 
-  Child state({"download", "--state", url}, err);
+  Child state({"download", "--state", url}, root / "err");
+  EXPECT_EQ(state.line(), url + ": in progress");
   EXPECT_EQ(state.status(), 0);
-  EXPECT_EQ(slurp(err), url + ": in progress\n");
-  Child again({"download", url}, err);
-  ASSERT_EQ(again.status(), 0) << slurp(err);
+  Child again({"download", url}, root / "err");
+  ASSERT_EQ(again.status(), 0) << again.err();
   const auto requests = server.requests();
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[1].header("If-Range"), "\"e\"");

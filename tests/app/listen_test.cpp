@@ -1,51 +1,29 @@
 // `tavrel listen` as a user runs it: the executable in a child process, a
 // library bundle whose wssUrl is a loopback WebSocket server, signals.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "child_process.h"
+#include "run_cli.h"
 #include "support/test_ws_server.h"
 
 namespace tavrel::cli {
 namespace {
 
-namespace fs = std::filesystem;
 using test::TestWsServer;
 using test::WsFrame;
 
 class Listen : public ::testing::Test {
  protected:
   Listen() {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    root_ = fs::temp_directory_path() /
-            ("tavrel_listen_" + std::to_string(::getpid()) + "_" + test->name());
-    fs::create_directories(root_ / "state");
     pointAt("<key>wssUrl</key><string>" + server_.url("") + "</string>");
-    ::setenv("TAVREL_TOKEN", "t1", 1);
-    ::setenv("XDG_STATE_HOME", (root_ / "state").c_str(), 1);
-  }
-  ~Listen() override {
-    for (auto name : {"TAVREL_LIB_BUNDLE", "TAVREL_TOKEN", "XDG_STATE_HOME"}) ::unsetenv(name);
-    fs::remove_all(root_);
+    folder_.env("TAVREL_TOKEN", "t1");
+    folder_.env("XDG_STATE_HOME", folder_.path / "state");
   }
   // A library bundle whose property list holds `entries`.
-  void pointAt(const std::string& entries) {
-    std::ofstream(root_ / "Info.plist") << "<?xml version=\"1.0\"?>\n<plist version=\"1.0\"><dict>"
-                                        << entries << "</dict></plist>\n";
-    ::setenv("TAVREL_LIB_BUNDLE", root_.c_str(), 1);
-  }
+  void pointAt(const std::string& entries) { folder_.bundle("TAVREL_LIB_BUNDLE", "lib", entries); }
   // Waits until connection i (from 0) was closed by the client with code 1000.
   bool closedNormally(std::size_t i) {
     return server_.waitUntil(
@@ -60,7 +38,7 @@ class Listen : public ::testing::Test {
     ASSERT_EQ(child.line(), frame);
   }
 
-  fs::path root_;
+  TestFolder folder_;
   TestWsServer server_;
   std::vector<std::string> args_{"listen", "--channels", "conversation_reply,ping", "--app-id", "7",
                                  "--user-id", "9", "--network", "manual"};
@@ -86,7 +64,7 @@ TEST_F(Listen, RefusesBadCommandLinesAndConfigurationBeforeConnecting) {
     if (!row.bundle.empty()) pointAt(row.bundle);
     auto args = row.args;
     args.insert(args.begin(), "listen");
-    Child child(args, root_ / "err");
+    Child child(args, folder_.path / "err");
     EXPECT_EQ(child.status(), row.status) << row.says;
     EXPECT_NE(child.err().find(row.says), std::string::npos) << child.err();
   }
@@ -94,7 +72,7 @@ TEST_F(Listen, RefusesBadCommandLinesAndConfigurationBeforeConnecting) {
 }
 
 TEST_F(Listen, PrintsFramesAndFollowsControlLinesResumingWhereItLeftOff) {
-  Child child(args_, root_ / "err");
+  Child child(args_, folder_.path / "err");
   ASSERT_TRUE(server_.waitForConnections(1, kBound));
   EXPECT_EQ(target(0), "/conversation_reply.7.9/ping.7.9?auth_token=t1");
   const std::string frame = R"({"id":1,"channel":"ping","message":{},"tag":"a b","time":"1.5"})";
@@ -125,7 +103,7 @@ TEST_F(Listen, PrintsFramesAndFollowsControlLinesResumingWhereItLeftOff) {
 }
 
 TEST_F(Listen, CtrlZClosesUntilContinuedAndTermEndsCleanlyAfterEndOfInput) {
-  Child child(args_, root_ / "err");
+  Child child(args_, folder_.path / "err");
   ASSERT_TRUE(server_.waitForConnections(1, kBound));
   child.closeInput();
   const std::string frame = R"({"id":2,"channel":"ping","message":1,"tag":"t","time":"9"})";
