@@ -3,9 +3,9 @@
 // certificate of test_cert.h (a client reaches it by trusting certFile). It
 // listens on 127.0.0.1 with an ephemeral port, serves each connection on a
 // thread of its own, records every request it reads, and answers each one
-// from a queue of canned replies or from a handler. Besides ordinary answers it can misbehave on purpose: never
-// answer, drop the connection, stream a huge body, or close in the middle of
-// a body.
+// from a queue of canned replies or from a handler. Besides ordinary answers
+// it can misbehave on purpose: never answer, drop the connection, stream a
+// huge body, or close in the middle of a body.
 
 #include <chrono>
 #include <cstddef>
