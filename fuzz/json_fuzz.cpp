@@ -2,37 +2,33 @@
 // encodes to must decode back to the same tree and encode to the same text,
 // whether its objects and arrays are still kept encoded or already built.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
+#include <string>
+#include <vector>
 
+#include "fuzz_support.h"
 #include "support/build_all.h"
-#include "tavrel/core/json_decoder.h"
-#include "tavrel/core/json_writer.h"
 
-using tavrel::decodeJson;
-using tavrel::encodeJson;
-using tavrel::JsonValue;
+using namespace tavrel;
+using namespace tavrel::fuzz;
 using tavrel::testing::buildAll;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  const std::string_view bytes = input(data, size);
   auto first = decodeJson<JsonValue>(bytes);
   if (!first) {
-    if (first.error().what()[0] == '\0') std::abort();
+    check(first.error().what()[0] != '\0');
     return 0;
   }
   auto text = encodeJson(first.value());
-  if (!text) std::abort();  // a decoded tree always has JSON text
+  check(text.ok());  // a decoded tree always has JSON text
   auto second = decodeJson<JsonValue>(text.value());
-  if (!second || !(second.value() == first.value())) std::abort();
+  check(second.ok() && second.value() == first.value());
   auto again = encodeJson(second.value());
-  if (!again || again.value().size() != text.value().size()) std::abort();
+  check(again.ok() && again.value().size() == text.value().size());
   JsonValue built = first.value();
   buildAll(built);
   auto builtText = encodeJson(built);
-  if (!builtText || builtText.value() != text.value() || !(built == first.value())) std::abort();
+  check(builtText.ok() && builtText.value() == text.value() && built == first.value());
   // Typed reads of the root never crash, whatever they answer.
   (void)decodeJson<std::int64_t>(bytes);
   (void)decodeJson<std::vector<std::string>>(bytes);

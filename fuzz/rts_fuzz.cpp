@@ -2,27 +2,17 @@
 // may crash; a frame that decodes keeps its payload intact, decodes alike
 // inside an array, and names a channel that maps back to itself.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "tavrel/core/json_decoder.h"
-#include "tavrel/core/json_writer.h"
+#include "fuzz_support.h"
 #include "tavrel/model/rts.h"
 
 using namespace tavrel;
-
-namespace {
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-}  // namespace
+using namespace tavrel::fuzz;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  const std::string_view bytes = input(data, size);
   auto frame = decodeJson<RtsResponse>(bytes);
   if (!frame) {
     check(frame.error().what()[0] != '\0');

@@ -3,23 +3,16 @@
 // then exactly that frame's tag and time; the URL that carries the position
 // always parses and gives both back unchanged.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <string>
-#include <string_view>
 
-#include "tavrel/core/json_decoder.h"
+#include "fuzz_support.h"
 #include "tavrel/model/rts.h"
 #include "tavrel/rts/tavrel_socket.h"
 
 using namespace tavrel;
+using namespace tavrel::fuzz;
 
 namespace {
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 void checkFrame(std::string_view text) {
   auto position = TavrelSocket::resumePosition(text);
@@ -38,7 +31,7 @@ void checkFrame(std::string_view text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::string_view rest(reinterpret_cast<const char*>(data), size);
+  std::string_view rest = input(data, size);
   while (true) {
     const std::size_t end = rest.find('\n');
     checkFrame(rest.substr(0, end));

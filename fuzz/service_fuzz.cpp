@@ -3,24 +3,17 @@
 // or fail inside (status 500); every answer is an envelope whose status is
 // the HTTP status, and whose "meta" the library decodes.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <string>
-#include <string_view>
 
+#include "fuzz_support.h"
 #include "service/router.h"
-#include "tavrel/core/json_decoder.h"
 #include "tavrel/model/response.h"
 
 using namespace tavrel;
+using namespace tavrel::fuzz;
 using namespace tavrel::service;
 
 namespace {
-
-void check(bool condition) {
-  if (!condition) std::abort();
-}
 
 struct World {
   Store store{":memory:"};
@@ -47,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static World world;
   if (size == 0) return 0;
   const std::uint8_t pick = data[0];
-  const std::string_view rest(reinterpret_cast<const char*>(data + 1), size - 1);
+  const std::string_view rest = input(data + 1, size - 1);
   const auto newline = rest.find('\n');
   const std::string query(rest.substr(0, newline));
   const std::string body(newline == std::string_view::npos ? std::string_view() : rest.substr(newline + 1));

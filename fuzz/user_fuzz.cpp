@@ -2,20 +2,16 @@
 // "connect". Nothing may crash; whatever decodes must agree with itself: the
 // application id of both records and the settings that Messenger keeps whole.
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
 #include <string>
-#include <string_view>
 
-#include "tavrel/core/json_decoder.h"
-#include "tavrel/core/json_writer.h"
+#include "fuzz_support.h"
 #include "tavrel/core/log.h"
 #include "tavrel/model/messenger.h"
 #include "tavrel/model/response.h"
 #include "tavrel/model/user.h"
 
 using namespace tavrel;
+using namespace tavrel::fuzz;
 
 namespace {
 
@@ -27,16 +23,12 @@ const JsonValue* member(const JsonValue* object, const std::string& key) {
   return it == members->end() || !it->second ? nullptr : &*it->second;
 }
 
-void check(bool condition) {
-  if (!condition) std::abort();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const bool quiet = (setDebugSink([](std::string_view) {}), true);
   (void)quiet;
-  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  const std::string_view bytes = input(data, size);
 
   auto user = decodeJson<User>(bytes);
   auto messenger = decodeJson<Messenger>(bytes);
