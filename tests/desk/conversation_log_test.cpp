@@ -21,10 +21,7 @@ std::string ids(const ConversationLog& log) {
   return out;
 }
 
-struct Arrival {
-  const char* what;
-  std::function<void(ConversationLog&)> apply;
-};
+using Arrival = std::function<void(ConversationLog&)>;
 
 struct MergeCase {
   const char* name;
@@ -37,21 +34,21 @@ class ConversationLogMerge : public testing::TestWithParam<MergeCase> {};
 TEST_P(ConversationLogMerge, ShowsEachMessageOnceInOrder) {
   ConversationLog log;
   log.open("7");
-  for (const auto& arrival : GetParam().arrivals) arrival.apply(log);
+  for (const auto& arrival : GetParam().arrivals) arrival(log);
   EXPECT_EQ(ids(log), GetParam().shown);
 }
 
 Arrival page(std::vector<Message> messages) {
-  return {"page", [messages](ConversationLog& log) { log.merge(messages); }};
+  return [messages](ConversationLog& log) { log.merge(messages); };
 }
 Arrival live(Message m) {
-  return {"live", [m](ConversationLog& log) { log.merge(m); }};
+  return [m](ConversationLog& log) { log.merge(m); };
 }
 Arrival sending(std::int64_t randomId) {
-  return {"send", [randomId](ConversationLog& log) { log.addSending("mine", randomId); }};
+  return [randomId](ConversationLog& log) { log.addSending("mine", randomId); };
 }
 Arrival confirmed(std::int64_t randomId, std::string id) {
-  return {"confirm", [randomId, id](ConversationLog& log) { log.confirm(randomId, id); }};
+  return [randomId, id](ConversationLog& log) { log.confirm(randomId, id); };
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -78,7 +75,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {page({message("1", 10)}), sending(42), confirmed(42, "2"), live(message("3", 40))}, "1 2 3"}),
     [](const auto& param) { return std::string(param.param.name); });
 
-TEST(ConversationLog, AFailedSendGivesItsTextBackOnce) {
+TEST(ConversationLog, AFailedSendGivesItsTextBackOnceAndAnotherDialogStartsOver) {
   ConversationLog log;
   log.open("7");
   log.addSending("lost words", 5);
@@ -87,11 +84,8 @@ TEST(ConversationLog, AFailedSendGivesItsTextBackOnce) {
   EXPECT_EQ(log.takeFailed(5), "lost words");
   EXPECT_TRUE(log.empty());
   EXPECT_FALSE(log.takeFailed(5));
-}
 
-TEST(ConversationLog, AnotherDialogStartsOver) {
-  ConversationLog log;
-  log.open("7");
+  // Another dialog starts over.
   log.merge(message("1", 1));
   log.setOlderPosition("1");
   log.open("8");
