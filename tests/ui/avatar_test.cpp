@@ -65,7 +65,7 @@ class AvatarTest : public ::testing::Test {
   QColor blue = QColor(0x4A, 0x90, 0xE2);
 };
 
-TEST_F(AvatarTest, ShowsThePlaceholderThenTheImage) {
+TEST_F(AvatarTest, ShowsThePlaceholderThenTheImageAndLaterLoadsComeFromTheCaches) {
   Avatar avatar(QRectF(0, 0, 40, 40), blue);
   avatar.setImageLoader(&loader);
   EXPECT_FALSE(avatar.getAvatarImage());  // before setup: only the view's colour
@@ -80,6 +80,18 @@ TEST_F(AvatarTest, ShowsThePlaceholderThenTheImage) {
   const auto image = avatar.getAvatarImage();
   EXPECT_EQ(middle(image), QColor(Qt::green));
   EXPECT_EQ(image->pixelColor(0, 0).alpha(), 0);
+
+  // From memory, at once: the placeholder never shows.
+  EXPECT_EQ(load(avatar, "/green.png", &during), true);
+  EXPECT_EQ(middle(during), QColor(Qt::green));
+
+  // A new loader on the same folder reads the disk.
+  ImageLoader again(transport, cache);
+  Avatar second(QRectF(0, 0, 40, 40), blue);
+  second.setImageLoader(&again);
+  EXPECT_EQ(load(second, "/green.png"), true);
+  EXPECT_EQ(middle(second.getAvatarImage()), QColor(Qt::green));
+  EXPECT_EQ(server.requests().size(), 1u);
 }
 
 TEST_F(AvatarTest, KeepsThePlaceholderWhenTheLoadFails) {
@@ -90,26 +102,6 @@ TEST_F(AvatarTest, KeepsThePlaceholderWhenTheLoadFails) {
     EXPECT_EQ(middle(avatar.getAvatarImage()), QColor(Qt::red)) << path;
   }
   EXPECT_EQ(server.requests().size(), 2u);  // no request without a URL
-}
-
-TEST_F(AvatarTest, LaterLoadsComeFromTheCaches) {
-  Avatar first(QRectF(0, 0, 40, 40), blue);
-  first.setImageLoader(&loader);
-  ASSERT_EQ(load(first, "/green.png"), true);
-  EXPECT_FALSE(std::filesystem::is_empty(cache));
-
-  // From memory, at once: the placeholder never shows.
-  std::optional<QImage> during;
-  EXPECT_EQ(load(first, "/green.png", &during), true);
-  EXPECT_EQ(middle(during), QColor(Qt::green));
-
-  // A new loader on the same folder reads the disk.
-  ImageLoader again(transport, cache);
-  Avatar second(QRectF(0, 0, 40, 40), blue);
-  second.setImageLoader(&again);
-  EXPECT_EQ(load(second, "/green.png"), true);
-  EXPECT_EQ(middle(second.getAvatarImage()), QColor(Qt::green));
-  EXPECT_EQ(server.requests().size(), 1u);
 }
 
 TEST_F(AvatarTest, ALaterSetupWinsOverAnEarlierOne) {

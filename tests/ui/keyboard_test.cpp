@@ -34,7 +34,6 @@ TEST(KeyboardObservingView, PostsItsSuperviewsFrameWhenTheCentreMoves) {
   FrameLog log;
 
   a->addSubview(observer);
-  EXPECT_EQ(observer->observedView(), a);
   a->setCenter({160, 300});
   // A change of size about the same centre is no move.
   a->setFrame(QRectF(0, 278 - 10, 320, 44 + 20));
@@ -43,14 +42,12 @@ TEST(KeyboardObservingView, PostsItsSuperviewsFrameWhenTheCentreMoves) {
 
   // From A to B: A's moves reach nothing any more.
   b->addSubview(observer);
-  EXPECT_EQ(observer->observedView(), b);
   a->setCenter({160, 100});
   b->setCenter({160, 200});
   ASSERT_EQ(log.frames.size(), 2u);
   EXPECT_EQ(log.frames[1], b->frame());
 
   observer->removeFromSuperview();
-  EXPECT_EQ(observer->observedView(), nullptr);
   b->setCenter({160, 250});
   EXPECT_EQ(log.frames.size(), 2u);
   delete observer;
@@ -97,7 +94,6 @@ TEST(Keyboard, DraggingTheKeyboardMovesTheBarWithIt) {
   auto driven = keyboard.visibleHeight().drive([&](const double& h) { heights.push_back(h); });
   keyboard.setCarrier(carrier);
   keyboard.registerView(content);
-  EXPECT_EQ(keyboard.panRecognizer.view(), content);
 
   keyboard.setVisibleHeight(300);
   EXPECT_EQ(bar->frame().bottom(), 300);
@@ -105,7 +101,6 @@ TEST(Keyboard, DraggingTheKeyboardMovesTheBarWithIt) {
   // The finger takes the keyboard down by 100; let go, it comes back.
   mouse(content, QEvent::MouseButtonPress, {100, 200});
   mouse(content, QEvent::MouseMove, {100, 300});
-  EXPECT_EQ(keyboard.currentHeight(), 200);
   EXPECT_EQ(bar->frame().bottom(), 400);
   mouse(content, QEvent::MouseButtonRelease, {100, 300});
   EXPECT_EQ(bar->frame().bottom(), 300);
@@ -113,7 +108,6 @@ TEST(Keyboard, DraggingTheKeyboardMovesTheBarWithIt) {
   mouse(content, QEvent::MouseButtonPress, {100, 200});
   mouse(content, QEvent::MouseMove, {100, 360});
   mouse(content, QEvent::MouseButtonRelease, {100, 360});
-  EXPECT_EQ(keyboard.currentHeight(), 0);
   EXPECT_EQ(bar->frame().bottom(), 600);
   EXPECT_EQ(heights, (std::vector<double>{0, 300, 200, 300, 140, 0}));
 

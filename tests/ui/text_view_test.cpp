@@ -2,8 +2,7 @@
 // it, with real fonts.
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QMouseEvent>
+#include <QTest>
 #include <cmath>
 
 #include "tavrel/ui/al_text_input_bar.h"
@@ -30,7 +29,6 @@ TEST(ALTextView, HeightsCapAndPlaceholderFrame) {
   // Empty: the unrounded line height; minimumHeight rounds it up.
   EXPECT_DOUBLE_EQ(view.roundHeight(), line + 12);
   EXPECT_DOUBLE_EQ(view.minimumHeight(), std::ceil(line) + 12);
-  EXPECT_LT(view.minimumHeight() - view.roundHeight(), 1.0);
 
   // No cap: however long the text, no scrolling.
   view.setText(QString("long text ").repeated(40));
@@ -99,13 +97,9 @@ TEST(Control, ATapIsAPressAndAReleaseInside) {
   Control control(QRectF(0, 0, 50, 40));
   int taps = 0;
   QObject::connect(&control, &Control::touchUpInside, [&] { ++taps; });
-  auto tap = [&](QPointF release) {
-    for (auto [type, at] : {std::pair{QEvent::MouseButtonPress, QPointF(10, 10)},
-                            std::pair{QEvent::MouseButtonRelease, release}}) {
-      QMouseEvent event(type, at, control.mapToGlobal(at), Qt::LeftButton,
-                        type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::NoModifier);
-      QCoreApplication::sendEvent(&control, &event);
-    }
+  auto tap = [&](QPoint release) {
+    QTest::mousePress(&control, Qt::LeftButton, {}, QPoint(10, 10));
+    QTest::mouseRelease(&control, Qt::LeftButton, {}, release);
   };
   tap({20, 20});
   tap({80, 20});  // dragged out before letting go
