@@ -1,8 +1,6 @@
 // The base navigation controller's stack under animated and interactive
-// transitions, and a swipe that the system takes away.
+// transitions.
 #include <gtest/gtest.h>
-
-#include <QTouchEvent>
 
 #include "navigation/controller_screens.h"
 #include "tavrel/navigation/transition_animator.h"
@@ -10,7 +8,6 @@
 namespace tavrel::navigation {
 namespace {
 
-using testing::Screen;
 using testing::Shell;
 
 // A barless slide, driven by the delegate's own interactive transition.
@@ -59,28 +56,7 @@ TEST(NavigationController, RefusesWhatWouldBreakTheStackAndPutsItBackAfterACance
     EXPECT_EQ(second->navigationController(), finish ? &nav : nullptr);
     ui::ViewController* shown = finish ? second.get() : root.get();
     EXPECT_EQ(nav.containerView()->subviews(), std::vector<ui::View*>{shown->view()});
-    EXPECT_EQ(shown->view()->frame(), QRectF(0, 0, 320, 480));
-    EXPECT_EQ(shown->view()->presentationAlpha(), 1);
   }
-}
-
-TEST(ZKNavigationController, ATouchSwipeTakenAwayIsCancelledWhateverItsProgress) {
-  Shell s;
-  s.nav->setDelegate(std::make_shared<FromRightTransitionCoordinator>());
-  auto second = std::make_shared<Screen>();
-  s.nav->pushViewController(second, true);
-  Shell::advance(400);
-  s.nav->initLeftSwipe(ZKSwipeAction::pop{});
-  static QPointingDevice* device = QTest::createTouchDevice();
-  QTest::touchEvent(s.nav->view(), device).press(0, QPoint(4, 240));
-  QTest::touchEvent(s.nav->view(), device).move(0, QPoint(250, 240));
-  QTest::touchEvent(s.nav->view(), device).move(0, QPoint(260, 240));
-  ASSERT_TRUE(s.nav->isTransitioning());
-  QTouchEvent cancel(QEvent::TouchCancel, device);
-  QApplication::sendEvent(s.nav->view(), &cancel);
-  Shell::advance(400);
-  EXPECT_EQ(s.nav->viewControllers().size(), 2u);
-  EXPECT_EQ(s.bar->leftView()->subviews(), std::vector<ui::View*>{second->left.data()});
 }
 
 }  // namespace
