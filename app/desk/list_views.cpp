@@ -69,13 +69,7 @@ class RowView : public ui::View {
 
 RowListView::RowListView(const QRectF& frame) : View(frame) {
   setBackgroundColor(ui::colors::white());
-  scroll_ = new QScrollArea(this);
-  scroll_->setFrameShape(QFrame::NoFrame);
-  whiten(*scroll_->viewport());
-  scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  column_ = new View();
-  column_->setBackgroundColor(ui::colors::white());
-  scroll_->setWidget(column_);
+  scroll_ = whiteScrollArea(this, column_);
 }
 
 void RowListView::setRows(std::vector<RowItem> rows) {
@@ -111,11 +105,19 @@ void RowListView::layoutSubviews() {
   if (std::abs(column_->frame().width() - frame().width()) > 0.5) rebuild();
 }
 
-void whiten(QWidget& viewport) {
+QScrollArea* whiteScrollArea(QWidget* parent, ui::View*& column) {
+  auto* scroll = new QScrollArea(parent);
+  scroll->setFrameShape(QFrame::NoFrame);
+  scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  QWidget& viewport = *scroll->viewport();
   QPalette palette = viewport.palette();
   palette.setColor(QPalette::Window, ui::colors::white());
   viewport.setPalette(palette);
   viewport.setAutoFillBackground(true);
+  column = new ui::View();
+  column->setBackgroundColor(ui::colors::white());
+  scroll->setWidget(column);
+  return scroll;
 }
 
 }  // namespace tavrel::desk

@@ -13,8 +13,9 @@
 
 namespace tavrel::desk {
 
-// Paints a scroll area's viewport white below its rows, not the window's grey.
-void whiten(QWidget& viewport);
+// A vertical scroll area in parent around a new, white column of views; its
+// viewport is white below the column too, not the window's grey.
+QScrollArea* whiteScrollArea(QWidget* parent, ui::View*& column);
 
 struct RowItem {
   QString title;

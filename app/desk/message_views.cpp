@@ -235,14 +235,7 @@ void MessageRow::layoutSubviews() {
 
 MessagesView::MessagesView(const QRectF& frame) : View(frame) {
   setBackgroundColor(ui::colors::white());
-  scroll_ = new QScrollArea(this);
-  scroll_->setFrameShape(QFrame::NoFrame);
-  whiten(*scroll_->viewport());
-  scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-  scroll_->setWidgetResizable(false);
-  column_ = new View();
-  column_->setBackgroundColor(ui::colors::white());
-  scroll_->setWidget(column_);
+  scroll_ = whiteScrollArea(this, column_);
   QObject::connect(scroll_->verticalScrollBar(), &QScrollBar::valueChanged, this, [this](int value) {
     if (value == 0 && scroll_->verticalScrollBar()->maximum() > 0 && onReachedTop) onReachedTop();
   });
